@@ -1,0 +1,144 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <ctime>
+
+#include "QELObject.h"
+
+/// Lockable objects. Time-outs are in milliseconds; 0 looks without waiting, QELInfinite waits for
+/// ever. Results of the POSIX calls are not examined unless said.
+namespace qel {
+
+inline constexpr unsigned QELInfinite = 0xFFFFFFFF;
+
+}  // namespace qel
+
+/// Anything that can be locked or waited for.
+class QELSyncObject : public QELObject {
+ public:
+  QELSyncObject() = default;
+  QELSyncObject(const QELSyncObject&) = delete;
+  QELSyncObject& operator=(const QELSyncObject&) = delete;
+
+  /// Wakes the threads that are blocked in this object, so that they run the work items queued to
+  /// them. Here: nothing.
+  virtual void WakeFromAPC();
+
+  /// Lock(QELInfinite).
+  virtual bool Begin();
+
+  /// Unlock().
+  virtual bool End();
+
+  /// Returns true when the object is locked or signalled, false when the time-out passed.
+  virtual bool Lock(unsigned timeoutMs) = 0;
+
+  virtual bool Unlock() = 0;
+
+  /// Counted release, for semaphore-like objects. Here: nothing, returns true.
+  virtual bool Unlock(long count, long* previous);
+
+  virtual ~QELSyncObject();
+};
+
+namespace qel {
+
+/// Holds a lock for a scope.
+class [[nodiscard]] QELAutoLock {
+ public:
+  explicit QELAutoLock(QELSyncObject& object) : m_object(object) { m_object.Begin(); }
+  QELAutoLock(const QELAutoLock&) = delete;
+  QELAutoLock& operator=(const QELAutoLock&) = delete;
+  ~QELAutoLock() { m_object.End(); }
+
+ private:
+  QELSyncObject& m_object;
+};
+
+/// A recursive mutex of this process: its owner may lock it again and unlocks as many times.
+class QELCriticalSection : public QELSyncObject {
+ public:
+  QELCriticalSection();
+  ~QELCriticalSection() override;
+
+  /// Always waits, whatever the time-out, and returns true.
+  bool Lock(unsigned timeoutMs) override;
+  bool Unlock() override;
+  using QELSyncObject::Unlock;
+
+  /// Locks if that needs no waiting; returns whether it did.
+  bool TryLock();
+
+  /// The mutex, for a condition variable to wait with.
+  pthread_mutex_t* Native() noexcept { return &m_mutex; }
+
+ private:
+  pthread_mutex_t m_mutex;
+};
+
+/// One wait's time-out, and the moment at which it ends.
+struct QELWaitObject {
+  explicit QELWaitObject(unsigned timeoutMs);
+
+  timespec m_deadline{};  // both times unset when the time-out is 0 or infinite
+  timeval m_start{};
+  unsigned m_nTimeoutMs;
+};
+
+}  // namespace qel
+
+/// An event that is signalled or not. A waiting library thread runs the work items queued to it
+/// (QELThread::QueueAPC) before it blocks and whenever it wakes, with the event's own lock held; an
+/// exception that an item throws leaves the wait, and the event as if the wait had not been.
+/// Any thread may call every operation; no thread may wait when the event is destroyed.
+class QELEvent : public QELSyncObject {
+ public:
+  /// An auto-reset event lets one waiter through for each Set; a manual-reset event stays
+  /// signalled. It starts unsignalled, and there is no reset.
+  explicit QELEvent(bool manualReset = false);
+  ~QELEvent() override;
+
+  /// Signals: wakes one waiter, or all of a manual-reset event.
+  void Set();
+
+  /// Whether it is signalled now. Never blocks for long, runs no work item, changes nothing.
+  bool IsSignalled();
+
+  /// Waits until signalled. Returns false when the time-out has passed, for 0 at once and without
+  /// a system call. A time-out that is not a whole number of seconds may end at once: its
+  /// nanoseconds are not carried into the seconds, and the C library rejects such a deadline.
+  bool Lock(unsigned timeoutMs) override;
+
+  /// An event is not owned: nothing to release.
+  bool Unlock() override;
+  using QELSyncObject::Unlock;
+
+  /// Wakes all waiters without signalling. Does nothing while somebody else holds the event's
+  /// lock: the caller repeats it.
+  void WakeFromAPC() override;
+
+ protected:
+  /// One blocking step, with the event's lock held by Lock. Returns true when woken, for whatever
+  /// reason, false when the time is over.
+  bool Wait(qel::QELWaitObject& wait);
+
+ private:
+  class CHeld;
+  class COuterLevels;
+
+  bool TakeSignal();
+
+  qel::QELCriticalSection m_cs;
+  pthread_cond_t m_cond;
+  bool m_bSignalled = false;
+  const bool m_bManualReset;
+  unsigned m_nHeld = 0;  // how often the owner of m_cs holds it through Lock
+};
+
+/// A manual-reset event.
+class QELManualEvent : public QELEvent {
+ public:
+  QELManualEvent() : QELEvent(true) {}
+  ~QELManualEvent() override;
+};

@@ -1,0 +1,135 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+
+#include "QELMTLinkedList.h"
+#include "QELObject.h"
+#include "QELRefCount.h"
+#include "QELSync.h"
+#include "QELThreadAPC.h"
+
+namespace qel {
+
+class QELThread;
+
+/// Start a thread that runs `function`, and return when it has begun. The overloads with a handle
+/// fill it with the new thread's object (before the thread runs); without one, the running thread
+/// alone owns its object. A function that takes a handle gets one to its own thread object.
+///
+/// The POSIX thread is detached, has a stack of 1,000,000 bytes and may be cancelled at any
+/// instruction. If the system makes no thread, the call waits for ever.
+void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)());
+void QELBeginThread(unsigned (*function)());
+void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)(CRefCount<QELThread>),
+                    void* argument);
+void QELBeginThread(unsigned (*function)(CRefCount<QELThread>), void* argument);
+void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)(void*), void* argument);
+void QELBeginThread(unsigned (*function)(void*), void* argument);
+
+/// What all of them call. `kind`: 0 for a function that takes a handle, 1 for one that takes the
+/// argument, 2 for one that takes nothing.
+void _QELBeginThread(CRefCount<QELThread>& handle, void* function, int kind, void* argument);
+
+/// A thread: the events of its life and the work items queued to it. Unless said otherwise, any
+/// thread may call an operation.
+class QELThread : public QELObject, public CRefCountNumber {
+ public:
+  QELThread();
+
+  /// Releases the work items left, without running them. Neither stops the thread nor waits for it:
+  /// a running thread holds a handle to its own object.
+  virtual ~QELThread();
+
+  /// The object of the calling thread; null on a thread that the library did not start.
+  static QELThread* Current();
+
+  /// From the start of the thread until its function has ended. Does not wait.
+  bool IsRunning();
+
+  /// Stops the thread and waits up to `timeoutMs` for its end. First it is asked: its stop event is
+  /// set, and a CCancelThread makes its next library wait throw CCancelThreadExcep. A thread that
+  /// has not ended in time is marked as killed and cancelled by force, and Stop returns.
+  ///
+  /// Called on the calling thread itself, sets the stop event and throws CCancelThreadExcep.
+  ///
+  /// A forced cancel unwinds cleanly only out of a blocking system call; a thread that may meet
+  /// one must not spin or block elsewhere.
+  void Stop(unsigned timeoutMs = 5000);
+
+  /// Posts a work item that was just allocated (count 0); the queue owns it until it has run. Then
+  /// pokes the thread every 10 ms until it has noticed, has ended, or 1000 ms are over. The item
+  /// runs in the thread's present library wait if that is an event's, else in its next.
+  void QueueAPC(CThreadAPC* item);
+
+  /// Runs the work items queued to this thread. For the thread itself only; its library waits do
+  /// this. Passes on what an item throws.
+  void RunPendingAPCs();
+
+  /// The same for the calling thread, if the library started it.
+  static void RunCurrentAPCs();
+
+  /// True when the thread has been marked as killed and is being cancelled by force; waits up to
+  /// 100 ms for the second.
+  bool ConfirmKilled();
+
+  /// The event that asks the thread to end; manual-reset, lives as long as this object.
+  QELEvent& StopEvent() { return m_evStop; }
+
+  /// The id that pthread_create returned; 0 before.
+  unsigned long GetId() const { return m_nThreadId; }
+
+  /// What the starter of the thread gave for its function.
+  void* GetArgument() const { return m_pArgument; }
+
+  /// Stores the handle by which the thread is cancelled.
+  void Attach(unsigned long handle);
+
+  /// While either is set, a CCancelThread does not throw in this thread.
+  std::atomic<int> m_nCancelDisableDepth{0};
+  std::atomic<bool> m_bNoCancel{false};
+
+  class CWaitingIn;
+
+ private:
+  friend class CThreadBody;
+
+  void Poke();
+  void Kill();
+
+  QELMTLinkedList<CThreadAPC> m_queue;
+  std::atomic<unsigned long> m_hThread{0};
+  QELManualEvent m_evStartGate;  // opened when the creator has stored the id
+  QELSyncObject* m_pWaitingIn = nullptr;
+  QELCriticalSection m_cs;  // guards m_pWaitingIn and m_bGone; taken before any event's lock
+  std::atomic<unsigned long> m_nThreadId{0};
+  QELManualEvent m_evStop;
+  QELManualEvent m_evStarted;
+  QELManualEvent m_evFinished;
+  void* m_pArgument = nullptr;
+  std::atomic<bool> m_bKilled{false};
+  QELManualEvent m_evKilled;
+  bool m_bGone = false;  // the body has been left: the handle may name no thread any more
+};
+
+/// Records, for a scope, what a thread is blocked in, so that QueueAPC can wake it. A wait inside a
+/// work item puts the outer record back when it ends. With a null thread, does nothing.
+class [[nodiscard]] QELThread::CWaitingIn {
+ public:
+  CWaitingIn(QELThread* thread, QELSyncObject& object);
+  CWaitingIn(const CWaitingIn&) = delete;
+  CWaitingIn& operator=(const CWaitingIn&) = delete;
+  ~CWaitingIn();
+
+ private:
+  QELSyncObject* Exchange(QELSyncObject* object);
+
+  QELThread* const m_pThread;
+  QELSyncObject* m_pOuter = nullptr;
+};
+
+/// The key under which a library thread finds its object; null elsewhere. Made at start-up.
+extern pthread_key_t g_QELThreadParent;
+
+}  // namespace qel

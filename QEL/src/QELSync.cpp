@@ -1,0 +1,147 @@
+#include "QELSync.h"
+
+#include <sys/time.h>
+
+#include "QELThread.h"
+
+void QELSyncObject::WakeFromAPC() {}
+
+bool QELSyncObject::Begin() { return Lock(qel::QELInfinite); }
+
+bool QELSyncObject::End() { return Unlock(); }
+
+bool QELSyncObject::Unlock(long /*count*/, long* /*previous*/) { return true; }
+
+QELSyncObject::~QELSyncObject() = default;
+
+namespace qel {
+
+QELCriticalSection::QELCriticalSection() {
+  pthread_mutexattr_t attributes;
+  ::pthread_mutexattr_init(&attributes);
+  ::pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
+  ::pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_PRIVATE);
+  ::pthread_mutex_init(&m_mutex, &attributes);
+  ::pthread_mutexattr_destroy(&attributes);
+}
+
+QELCriticalSection::~QELCriticalSection() { ::pthread_mutex_destroy(&m_mutex); }
+
+bool QELCriticalSection::Lock(unsigned /*timeoutMs*/) {
+  ::pthread_mutex_lock(&m_mutex);
+  return true;
+}
+
+bool QELCriticalSection::Unlock() {
+  ::pthread_mutex_unlock(&m_mutex);
+  return true;
+}
+
+bool QELCriticalSection::TryLock() { return ::pthread_mutex_trylock(&m_mutex) == 0; }
+
+QELWaitObject::QELWaitObject(unsigned timeoutMs) : m_nTimeoutMs(timeoutMs) {
+  if (timeoutMs == 0 || timeoutMs == QELInfinite) return;
+  ::gettimeofday(&m_start, nullptr);
+  m_deadline.tv_sec = m_start.tv_sec + timeoutMs / 1000;
+  // Deliberately not carried into the seconds.
+  m_deadline.tv_nsec = timeoutMs % 1000 * 1'000'000L + m_start.tv_usec * 1000L;
+}
+
+}  // namespace qel
+
+// Holds the event's lock for one Lock call, and counts it.
+class QELEvent::CHeld {
+ public:
+  explicit CHeld(QELEvent& event) : m_event(event), m_lock(event.m_cs) { ++m_event.m_nHeld; }
+  CHeld(const CHeld&) = delete;
+  CHeld& operator=(const CHeld&) = delete;
+  ~CHeld() { --m_event.m_nHeld; }
+
+ private:
+  QELEvent& m_event;
+  const qel::QELAutoLock m_lock;
+};
+
+// A work item may wait on the very event whose wait runs it. A condition wait gives up one level
+// of a recursive mutex only, so nobody could ever signal the event: the outer levels are given up
+// here, and taken back after.
+class QELEvent::COuterLevels {
+ public:
+  explicit COuterLevels(QELEvent& event) : m_event(event), m_nHeld(event.m_nHeld) {
+    m_event.m_nHeld = 0;
+    for (unsigned i = 1; i < m_nHeld; ++i) m_event.m_cs.Unlock();
+  }
+  COuterLevels(const COuterLevels&) = delete;
+  COuterLevels& operator=(const COuterLevels&) = delete;
+  ~COuterLevels() {
+    for (unsigned i = 1; i < m_nHeld; ++i) m_event.m_cs.Begin();
+    m_event.m_nHeld = m_nHeld;
+  }
+
+ private:
+  QELEvent& m_event;
+  const unsigned m_nHeld;
+};
+
+QELEvent::QELEvent(bool manualReset) : m_bManualReset(manualReset) {
+  ::pthread_cond_init(&m_cond, nullptr);
+}
+
+QELEvent::~QELEvent() { ::pthread_cond_destroy(&m_cond); }
+
+void QELEvent::Set() {
+  const qel::QELAutoLock lock(m_cs);
+  m_bSignalled = true;
+  if (m_bManualReset) {
+    ::pthread_cond_broadcast(&m_cond);
+  } else {
+    ::pthread_cond_signal(&m_cond);
+  }
+}
+
+bool QELEvent::IsSignalled() {
+  const qel::QELAutoLock lock(m_cs);
+  return m_bSignalled;
+}
+
+bool QELEvent::Lock(unsigned timeoutMs) {
+  qel::QELThread* const thread = qel::QELThread::Current();
+  const qel::QELThread::CWaitingIn record(thread, *this);
+  qel::QELWaitObject wait(timeoutMs);
+  const CHeld held(*this);
+  for (;;) {
+    if (TakeSignal()) return true;
+    if (thread != nullptr) thread->RunPendingAPCs();
+    const bool woken = Wait(wait);
+    if (thread != nullptr) thread->RunPendingAPCs();
+    if (!woken) return false;
+  }
+}
+
+bool QELEvent::Unlock() { return true; }
+
+void QELEvent::WakeFromAPC() {
+  // The caller holds a thread's lock, which a thread that holds this event's lock may be about to
+  // take: waiting for it could wait for ever.
+  if (!m_cs.TryLock()) return;
+  ::pthread_cond_broadcast(&m_cond);
+  m_cs.Unlock();
+}
+
+bool QELEvent::Wait(qel::QELWaitObject& wait) {
+  // Expired by construction, and a timed wait for a moment just gone costs a timer's slack.
+  if (wait.m_nTimeoutMs == 0) return false;
+  const COuterLevels outer(*this);
+  if (wait.m_nTimeoutMs == qel::QELInfinite) {
+    return ::pthread_cond_wait(&m_cond, m_cs.Native()) == 0;
+  }
+  return ::pthread_cond_timedwait(&m_cond, m_cs.Native(), &wait.m_deadline) == 0;
+}
+
+bool QELEvent::TakeSignal() {
+  if (!m_bSignalled) return false;
+  if (!m_bManualReset) m_bSignalled = false;
+  return true;
+}
+
+QELManualEvent::~QELManualEvent() = default;

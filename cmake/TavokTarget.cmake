@@ -1,0 +1,21 @@
+# What every target of this tree is compiled with: warnings, hardening, sanitizers.
+function(tavok_target target)
+  target_compile_definitions(${target} PRIVATE _GNU_SOURCE)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+    -Wold-style-cast
+    $<$<BOOL:${TAVOK_WERROR}>:-Werror>
+    -fstack-protector-strong
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection=full>)
+  target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
+  if(TAVOK_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${TAVOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${TAVOK_SANITIZE})
+  else()
+    # A fortified C library and the sanitizers intercept the same calls; one of the two at a time.
+    target_compile_options(${target} PRIVATE
+      $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
+  endif()
+  target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
+endfunction()

@@ -1,0 +1,89 @@
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "LogServerEngine.h"
+#include "QELDateTime.h"
+#include "Util.h"
+
+namespace {
+
+constexpr const char* kRotatedMark = "tavok_";  // anywhere in the name
+constexpr unsigned kCheckIntervalMs = 15000;
+
+void Delete(const std::string& path) {
+  if (std::remove(path.c_str()) == -1) throw qel::CFile::CException(errno, "delete file failed");
+}
+
+}  // namespace
+
+unsigned CLogServerEngine::BgrWorkerThread(void* engine) {
+  return static_cast<CLogServerEngine*>(engine)->BgrWorkerThread();
+}
+
+unsigned CLogServerEngine::BgrWorkerThread() {
+  do {
+    KeepWithinLimits();
+  } while (!qel::QELThread::Current()->StopEvent().Lock(kCheckIntervalMs));
+  return 1;
+}
+
+void CLogServerEngine::KeepWithinLimits() {
+  try {
+    if (RotateWhenFull()) Recycle();
+  } catch (const qel::CFile::CException& e) {
+    Log(kLogError, "CLogServerEngine file system error:%d", e.m_nError);
+  }
+}
+
+// Returns false when no file is open. The lock spans the look and the rotation: between them,
+// another thread's rotation would leave nothing worth one.
+bool CLogServerEngine::RotateWhenFull() {
+  const qel::QELAutoLock lock(m_cs);
+  if (!m_file.IsOpen()) return false;
+  if (static_cast<std::uint32_t>(m_file.Position()) >= m_nMaxFileSize) Rotate();
+  return true;
+}
+
+void CLogServerEngine::Recycle() {
+  const long long now = qel::CDateTime::GetCurrentGMTTime().GetSeconds();
+  std::string oldestName;
+  for (;;) {
+    std::uint32_t totalSize = 0;
+    auto oldestTime = static_cast<std::uint32_t>(now);
+    GetLastModified(oldestName, totalSize, oldestTime);
+    if (totalSize >= m_nMaxSize) {
+      Log(kLogWarning, "Tavok LogServer: Directory max size reached, deleting file %s",
+          oldestName.c_str());
+    } else if (now - oldestTime < static_cast<long long>(m_nMaxPeriod)) {
+      return;
+    } else {
+      Log(kLogWarning, "Tavok LogSever: File expired, deleting file %s", oldestName.c_str());
+    }
+    Delete(oldestName);
+  }
+}
+
+void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& totalSize,
+                                       std::uint32_t& oldestTime) const {
+  totalSize = 0;
+  DIR* const directory = ::opendir(m_strDirName.c_str());
+  if (directory == nullptr) return;
+  std::string path;
+  while (const dirent* const entry = ::readdir(directory)) {
+    if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
+    path.assign(m_strDirName).append(entry->d_name);
+    struct stat status {};
+    (void)::stat(path.c_str(), &status);
+    const auto changed = static_cast<std::uint32_t>(status.st_ctime);
+    if (oldestTime > changed) {
+      oldestTime = changed;
+      oldestName = path;
+    }
+    totalSize += static_cast<std::uint32_t>(status.st_size);
+  }
+  ::closedir(directory);
+}

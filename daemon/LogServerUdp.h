@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "QELRefCount.h"
+#include "QELSocket.h"
+#include "QELThread.h"
+
+class CLogServerEngine;
+
+/// The daemon's only input: a datagram socket and a thread that hands the text of each datagram to
+/// the engine. A datagram is cut to 1024 bytes, and its text ends at the first NUL; nothing is
+/// added. Constructor, Init, Start and Stop belong to the first thread.
+class CLogServerUdp : public qel::QELSocket {
+ public:
+  /// `port`: a UDP port, if its leading part reads as a number other than 0 (of which the low 16
+  /// bits count), else the path of a Unix-domain socket. `bindingAddress`: dotted IPv4 address for
+  /// UDP, empty for any. The engine is not owned and must outlive the receiver. Opens nothing.
+  CLogServerUdp(const std::string& port, const std::string& bindingAddress,
+                CLogServerEngine* engine);
+
+  /// Stops.
+  ~CLogServerUdp() noexcept(false) override;
+
+  /// Binds the socket; removes a file at its path first. Returns false after logging what failed.
+  bool Init();
+
+  /// Starts the receive thread and logs that the server listens.
+  void Start();
+
+  /// Stops the receive thread (within about 2 seconds, 5 at most) and removes the file named by the
+  /// port, whatever kind of port it is. May be called again.
+  void Stop();
+
+  /// The body of the receive thread. Ends when asked to stop, and for good on any socket error: an
+  /// empty datagram counts as one.
+  unsigned MainWorkerThread();
+  static unsigned MainWorkerThread(void* receiver);
+
+ private:
+  bool ReceiveText(char* buffer);
+
+  CRefCount<qel::QELThread> m_thread;
+  CLogServerEngine* const m_pEngine;
+  const std::string m_strPort;
+  const std::string m_strBindingAddress;
+  std::uint32_t m_nRcvBufSize = 0;  // bytes of kernel buffer that Init asks for
+};

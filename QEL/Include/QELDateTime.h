@@ -6,8 +6,8 @@
 
 /// Date and time. Nothing here throws (but std::bad_alloc): formatting failures give an empty
 /// string, parse failures false, conversions that mktime rejects -1. Functions that involve the
-/// local zone use the C library's process-wide zone state and are not safe against concurrent
-/// calls; the others are.
+/// local zone use the C library's process-wide zone state, GetTm(nullptr) its shared result: these
+/// are not safe against concurrent calls; the others are.
 namespace qel {
 
 /// A count of seconds that every operation reads as UTC since 1970-01-01 00:00:00. It holds either

@@ -125,7 +125,7 @@ class QELSocket : public QELObject, public QELError {
   static constexpr int kExceptional = 4;
 
   /// True when the socket is ready for any of `what`, false on time-out. An error pending on the
-  /// socket is thrown. Exceptional conditions are always watched.
+  /// socket is thrown, and EBADF without a socket. Exceptional conditions are always watched.
   bool Select(int what, unsigned timeoutMs);
 
   /// The same by poll. Used by Select when m_bUsePollSocket is set, and for a descriptor that does
@@ -133,7 +133,8 @@ class QELSocket : public QELObject, public QELError {
   bool Poll(int what, unsigned timeoutMs);
 
   /// Returns the asked bits of `what` after one slice: one second, or nothing for a time-out below
-  /// a second. It does not look at the socket; kept as it is for those who rely on it.
+  /// a second. It does not look at the socket; kept as it is for those who rely on it. Without
+  /// bits, 0 when the time is over.
   int SelectEx(int what, unsigned timeoutMs);
 
   // --- Connecting ---
@@ -193,6 +194,13 @@ class QELSocket : public QELObject, public QELError {
   /// Stores errno and throws it, traced or not.
   [[noreturn]] void ThrowExcep(bool trace);
 
+ protected:
+  // The read-ahead buffer, shared with line readers built on this class.
+  QELBufferEx<1> m_Buffer;
+  unsigned m_nBufferedBytes = 0;  // unread bytes, from m_nBufferOffset on
+  unsigned m_nBufferOffset = 0;
+
+ public:
   // --- Settings that users set directly. Time-outs in milliseconds, 0xFFFFFFFF for ever. ---
 
   unsigned m_nReadChunk = 512;  // the least that is asked of the kernel to refill the buffer
@@ -206,12 +214,6 @@ class QELSocket : public QELObject, public QELError {
   /// Class-wide; to be set before threads start.
   static bool m_bUsePollSocket;    // Select waits by poll
   static bool m_bFdSetValidation;  // Select calls ValidateFd first
-
- protected:
-  // The read-ahead buffer, shared with line readers built on this class.
-  QELBufferEx<1> m_Buffer;
-  unsigned m_nBufferedBytes = 0;  // unread bytes, from m_nBufferOffset on
-  unsigned m_nBufferOffset = 0;
 
  private:
   void Adopt(int fd);
@@ -228,7 +230,7 @@ class QELSocket : public QELObject, public QELError {
   void RequireDescriptor();
   void ThrowPendingError();
   int SelectSlice(int what);
-  int SelectExSlice(int what, bool wholeSecond);
+  int PollSlice(int what);
 
   int AcceptDescriptor(sockaddr* addr, int* len);
 

@@ -1,7 +1,7 @@
-#include <cxxabi.h>
 #include <pthread.h>
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 
 #include "QELExcep.h"
@@ -59,11 +59,10 @@ class CThreadBody {
     } catch (const CCancelThreadExcep&) {
       EndCancelled();
       return kCancelled;
-    } catch (const abi::__forced_unwind&) {
-      EndUnhandled(true);
-      throw;  // the C library ends the process when forced unwinding does not go on
     } catch (...) {
-      EndUnhandled(false);
+      const bool forced = !std::current_exception();  // cancellation unwinds without an exception
+      EndUnhandled(forced);
+      if (forced) throw;  // the C library ends the process when forced unwinding does not go on
       return 0;
     }
   }
@@ -96,7 +95,9 @@ class CThreadBody {
 
   void EndUnhandled(bool forced) {
     Leave();
-    if (!forced || !IsStopRequested()) QelTrace("Unhandled Exception in QELThreadProc\n");
+    const bool stopping = IsStopRequested();
+    if (stopping) m_thread.m_evFinished.Set();
+    if (!stopping || !forced) QelTrace("Unhandled Exception in QELThreadProc\n");
     m_thread.m_evFinished.Set();
   }
 

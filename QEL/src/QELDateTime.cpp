@@ -112,11 +112,8 @@ std::string& CDateTime::Format(const char* format, std::string& out) const {
 std::wstring& CDateTime::Format(const wchar_t* format, std::wstring& out) const {
   std::tm parts{};
   wchar_t text[1024];
-  out.clear();
-  if (SplitGmt(m_nSeconds, parts)) {
-    out.assign(text, std::wcsftime(text, std::size(text), format, &parts));
-  }
-  return out;
+  const bool split = SplitGmt(m_nSeconds, parts);
+  return out.assign(text, split ? std::wcsftime(text, std::size(text), format, &parts) : 0);
 }
 
 std::tm* CDateTime::GetTm(std::tm* out) const {

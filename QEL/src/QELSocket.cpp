@@ -55,6 +55,7 @@ QELSocket::~QELSocket() noexcept(false) {
 void QELSocket::Close() {
   if (m_hSocket == -1) return;
   DropBuffered();
+  // Forgotten first: a thread cancelled in close must not close again, maybe another's file.
   Check(::close(std::exchange(m_hSocket, -1)));
 }
 

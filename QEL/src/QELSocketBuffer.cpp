@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "QELBuffer.h"
 #include "QELSocket.h"
@@ -36,7 +37,10 @@ unsigned QELSocket::BufferedReceive(char* buf, unsigned len, Read read) {
   const unsigned wanted = len - served;
   if (wanted == 0) return served;
   char* const rest = buf == nullptr ? nullptr : buf + served;
-  if (rest != nullptr && wanted > ReadAheadLimit()) return served + read(rest, wanted);
+  if (wanted > ReadAheadLimit()) {
+    std::string discarded(rest == nullptr ? wanted : 0, '\0');
+    return served + read(rest == nullptr ? discarded.data() : rest, wanted);
+  }
   Refill(wanted, read);
   return served + TakeBuffered(rest, wanted);
 }

@@ -12,20 +12,18 @@ namespace {
 
 constexpr unsigned kSliceMs = 1000;
 
-// A descriptor set that holds one socket, or none.
+// A descriptor set that holds one socket, or stands for none.
 class FdSet {
  public:
-  FdSet(int fd, bool holds) : m_fd(fd), m_bHolds(holds) {
+  FdSet(int fd, bool holds) : m_bHolds(holds) {
     FD_ZERO(&m_set);
     if (holds) FD_SET(fd, &m_set);
   }
 
   fd_set* Get() { return m_bHolds ? &m_set : nullptr; }
-  bool IsSet() const { return m_bHolds && FD_ISSET(m_fd, &m_set); }
 
  private:
   fd_set m_set;
-  const int m_fd;
   const bool m_bHolds;
 };
 
@@ -34,30 +32,29 @@ class FdSet {
 bool QELSocket::Select(int what, unsigned timeoutMs) {
   if (m_bUsePollSocket) return Poll(what, timeoutMs);
   if (m_bFdSetValidation) ValidateFd();
-  // Beyond the range of an fd_set, setting the descriptor's bit would write past it.
-  if (m_hSocket >= FD_SETSIZE) return Poll(what, timeoutMs);
-  return WaitInSlices(timeoutMs, [this, what] { return SelectSlice(what); });
-}
-
-bool QELSocket::Poll(int what, unsigned timeoutMs) {
-  const auto events =
-      static_cast<short>(((what & kWritable) ? POLLOUT : 0) | ((what & kReadable) ? POLLIN : 0) |
-                         ((what & kExceptional) ? POLLERR : 0));
-  return WaitInSlices(timeoutMs, [this, events] {
-    pollfd entry{m_hSocket, events, 0};
-    return ::poll(&entry, 1, kSliceMs);
+  return WaitInSlices(timeoutMs, [this, what] {
+    // Beyond the range of an fd_set, setting the descriptor's bit would write past it.
+    return m_hSocket < FD_SETSIZE ? SelectSlice(what) : PollSlice(what);
   });
 }
 
+bool QELSocket::Poll(int what, unsigned timeoutMs) {
+  return WaitInSlices(timeoutMs, [this, what] { return PollSlice(what); });
+}
+
 int QELSocket::SelectEx(int what, unsigned timeoutMs) {
-  RequireDescriptor();
-  ValidateFd();
+  const int asked = what & (kReadable | kWritable | kExceptional);
   const QELElapsed elapsed;
   for (;;) {
     QELThread::RunCurrentAPCs();
-    const int ready = SelectExSlice(what, timeoutMs >= kSliceMs);
-    if (ready > 0) return ready;
-    if (ready == 0 && timeoutMs < elapsed.Milliseconds()) return 0;
+    // With a descriptor count of 0 the kernel looks at no set and leaves each as it was built, so
+    // that every bit asked for is found set when the slice is over: no set needs building.
+    timeval slice{timeoutMs >= kSliceMs ? 1 : 0, 0};
+    if (::select(0, nullptr, nullptr, nullptr, &slice) == -1) {
+      if (errno != EINTR) ThrowExcep(true);
+    } else if (asked != 0 || timeoutMs < elapsed.Milliseconds()) {
+      return asked;
+    }
   }
 }
 
@@ -65,10 +62,10 @@ int QELSocket::SelectEx(int what, unsigned timeoutMs) {
 // most, and returns its result.
 template <class Slice>
 bool QELSocket::WaitInSlices(unsigned timeoutMs, Slice slice) {
-  RequireDescriptor();
   const QELElapsed elapsed;
   for (;;) {
     QELThread::RunCurrentAPCs();
+    RequireDescriptor();  // each time: a work item may have closed the socket
     const int ready = slice();
     const int error = errno;
     // Before the result is looked at: readiness in the slice that passes the limit comes too late.
@@ -107,19 +104,12 @@ int QELSocket::SelectSlice(int what) {
   return ::select(m_hSocket + 1, readable.Get(), writable.Get(), exceptional.Get(), &slice);
 }
 
-// Returns the bits found, 0 for none, -1 when a signal came.
-int QELSocket::SelectExSlice(int what, bool wholeSecond) {
-  FdSet readable(m_hSocket, (what & kReadable) != 0);
-  FdSet writable(m_hSocket, (what & kWritable) != 0);
-  FdSet exceptional(m_hSocket, (what & kExceptional) != 0);
-  timeval slice{wholeSecond ? 1 : 0, 0};
-  // With a descriptor count of 0 the kernel looks at no descriptor and leaves the sets as they are.
-  if (::select(0, readable.Get(), writable.Get(), exceptional.Get(), &slice) == -1) {
-    if (errno != EINTR) ThrowExcep(true);
-    return -1;
-  }
-  return (readable.IsSet() ? kReadable : 0) | (writable.IsSet() ? kWritable : 0) |
-         (exceptional.IsSet() ? kExceptional : 0);
+int QELSocket::PollSlice(int what) {
+  const int events = ((what & kWritable) != 0 ? POLLOUT : 0) |
+                     ((what & kReadable) != 0 ? POLLIN : 0) |
+                     ((what & kExceptional) != 0 ? POLLERR : 0);
+  pollfd entry{m_hSocket, static_cast<short>(events), 0};
+  return ::poll(&entry, 1, kSliceMs);
 }
 
 }  // namespace qel

@@ -55,7 +55,12 @@ class QELEvent::CHeld {
   explicit CHeld(QELEvent& event) : m_event(event), m_lock(event.m_cs) { ++m_event.m_nHeld; }
   CHeld(const CHeld&) = delete;
   CHeld& operator=(const CHeld&) = delete;
-  ~CHeld() { --m_event.m_nHeld; }
+  ~CHeld() {
+    --m_event.m_nHeld;
+    // A waiter that leaves without the signal that woke it, as a work item's exception makes it do,
+    // hands the wake-up on.
+    if (m_event.m_bSignalled && !m_event.m_bManualReset) ::pthread_cond_signal(&m_event.m_cond);
+  }
 
  private:
   QELEvent& m_event;
@@ -131,6 +136,8 @@ void QELEvent::WakeFromAPC() {
 bool QELEvent::Wait(qel::QELWaitObject& wait) {
   // Expired by construction, and a timed wait for a moment just gone costs a timer's slack.
   if (wait.m_nTimeoutMs == 0) return false;
+  // Signalled since the look: by a work item, or while one waited on this very event.
+  if (m_bSignalled) return true;
   const COuterLevels outer(*this);
   if (wait.m_nTimeoutMs == qel::QELInfinite) {
     return ::pthread_cond_wait(&m_cond, m_cs.Native()) == 0;

@@ -22,6 +22,15 @@ constexpr unsigned kPokeIntervalMs = 10;
 constexpr unsigned kPokeLimitMs = 1000;
 constexpr unsigned kKillLimitMs = 100;
 
+// Waits the whole time, though a wait that is not of whole seconds may end at once.
+bool LockFully(QELEvent& event, unsigned timeoutMs) {
+  const QELElapsed elapsed;
+  do {
+    if (event.Lock(timeoutMs)) return true;
+  } while (elapsed.Milliseconds() < timeoutMs);
+  return false;
+}
+
 }  // namespace
 
 void CThreadAPC::DestroyUnreferenced(CThreadAPC* item) {
@@ -59,7 +68,7 @@ void QELThread::Stop(unsigned timeoutMs) {
   if (Current() == this) throw CCancelThreadExcep();
   if (!IsRunning()) return;
   QueueAPC(new CCancelThread);
-  if (!m_evFinished.Lock(timeoutMs)) Kill();
+  if (!LockFully(m_evFinished, timeoutMs)) Kill();
 }
 
 void QELThread::QueueAPC(CThreadAPC* item) {
@@ -84,14 +93,7 @@ void QELThread::RunCurrentAPCs() {
   if (QELThread* const thread = Current()) thread->RunPendingAPCs();
 }
 
-bool QELThread::ConfirmKilled() {
-  if (!m_bKilled) return false;
-  const QELElapsed elapsed;
-  do {
-    if (m_evKilled.Lock(kKillLimitMs)) return true;
-  } while (elapsed.Milliseconds() < kKillLimitMs);  // so short a wait may have ended at once
-  return false;
-}
+bool QELThread::ConfirmKilled() { return m_bKilled && LockFully(m_evKilled, kKillLimitMs); }
 
 void QELThread::Attach(unsigned long handle) { m_hThread = handle; }
 

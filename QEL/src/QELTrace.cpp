@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <cwchar>
+#include <mutex>
 #include <string>
 
 #include "QELBuffer.h"
@@ -59,7 +60,10 @@ const Channel& ChannelOf(eTraceOrDiag channel) { return s_channels[channel]; }
 // file that has got the descriptor's number.
 const struct ChannelsEnd {
   ~ChannelsEnd() {
-    for (const Channel& channel : s_channels) channel.descriptor = 0;
+    for (const Channel& channel : s_channels) {
+      channel.state = kReady;
+      channel.descriptor = 0;
+    }
   }
 } s_channelsEnd;
 
@@ -67,12 +71,31 @@ const struct ChannelsEnd {
 // wait for a set-up that only its own thread can end.
 thread_local const Channel* t_pSettingUp = nullptr;
 
+// Marks a channel as being set up by this thread, then, whatever happens, as ready: others wait.
+class SettingUp {
+ public:
+  explicit SettingUp(const Channel& channel) : m_channel(channel), m_outer(t_pSettingUp) {
+    t_pSettingUp = &channel;
+  }
+  SettingUp(const SettingUp&) = delete;
+  SettingUp& operator=(const SettingUp&) = delete;
+  ~SettingUp() {
+    t_pSettingUp = m_outer;
+    m_channel.state = kReady;
+  }
+
+ private:
+  const Channel& m_channel;
+  const Channel* const m_outer;
+};
+
 void AwaitSetUp(const Channel& channel) {
   if (t_pSettingUp == &channel) return;
   for (int i = 0; i < kSetUpPolls && channel.state != kReady; ++i) ::usleep(kSetUpPollUs);
 }
 
 void OpenChannel(const Channel& channel) {
+  const SettingUp mark(channel);
   const std::string name = QELSPrintf("%s_%d", channel.namePrefix, QELProcessID::s_pid);
   try {
     const int fd = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -85,11 +108,7 @@ void OpenChannel(const Channel& channel) {
 }
 
 void SetUp(const Channel& channel, eTraceOrDiag which) {
-  const Channel* const outer = t_pSettingUp;
-  t_pSettingUp = &channel;
   OpenChannel(channel);
-  t_pSettingUp = outer;
-  channel.state = kReady;
   const auto address = static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(&channel.state));
   _TraceOrDiag(
       QELSPrintf("InitTraceOrDiag() - Initialized %s. Addr=%x", channel.stateName, address).c_str(),
@@ -171,6 +190,8 @@ void _QelAssert(const void* expression, const void* file, unsigned line) {
 bool QelIsTraceOn() {
   InitTraceOrDiag(eTrace);
   if (g_nTraceSocket == 0) return false;
+  static std::mutex s_oneAtATime;  // a socket object is one thread's at a time
+  const std::lock_guard lock(s_oneAtATime);
   try {
     return g_TraceActiveSocket.ConnectUnix(kTraceActivePath);
   } catch (const QELSocketExcep&) {

@@ -1,0 +1,45 @@
+
+
+#include "QELRefCount.h"
+#include "Support.h"
+
+struct Object : CRefCountNumber {
+  explicit Object(int& dead) : m_dead(dead) {}
+  ~Object() {
+    EXPECT_EQ(1, m_nRefCount);
+    const CRefCount<Object> again(this);  // must not reach zero a second time
+    ++m_dead;
+  }
+  int& m_dead;
+};
+
+TEST(Handle, TheLastOneDestroysTheObjectOnce) {
+  int dead = 0;
+  CRefCount<Object> a = new Object(dead);
+  a.Attach(a.Get());
+  {
+    const CRefCount<Object> b = a;
+    EXPECT_EQ(2, (*b).m_nRefCount);
+  }
+  EXPECT_EQ(0, dead);
+  a = nullptr;
+  EXPECT_EQ(1, dead);
+  EXPECT_FALSE(a);
+}
+
+TEST(Handle, ASlotCanBeReplacedUnderItsReaders) {
+  int dead = 0;
+  CLockedRefCount<Object> slot;
+  EXPECT_FALSE(slot.Get());
+  slot.Set(new Object(dead));
+  const CRefCount<Object> held = slot.Get();
+  std::jthread reader([&](std::stop_token stop) {
+    while (!stop.stop_requested()) EXPECT_GE(slot.Get()->m_nRefCount, 1);
+  });
+  int replaced = 0;
+  for (int i = 0; i < 20000; ++i) slot.Set(CRefCount<Object>(new Object(replaced)));
+  reader = {};
+  slot.Set(nullptr);
+  EXPECT_EQ(20000, replaced);
+  EXPECT_TRUE(dead == 0 && held->m_nRefCount == 1);
+}

@@ -1,0 +1,174 @@
+#include <arpa/inet.h>
+
+#include "QELSocket.h"
+#include "QELThread.h"
+#include "Support.h"
+
+using namespace qel;
+
+// Two connected sockets, the near one with its buffer open to view.
+struct Pair {
+  explicit Pair(int type) {
+    int fds[2];
+    EXPECT_EQ(0, ::socketpair(AF_UNIX, type, 0, fds));
+    near.Attach(static_cast<unsigned>(fds[0]));
+    far.Attach(static_cast<unsigned>(fds[1]));
+  }
+  struct Exposed : QELSocket {
+    using QELSocket::m_Buffer;
+    using QELSocket::m_nBufferedBytes;
+  } near;
+  QELSocket far;
+};
+
+template <class Call>
+static long ThrownCode(Call call) {
+  try {
+    call();
+  } catch (const QELSocketExcep& e) {
+    return e.m_nCode;
+  }
+  return 0;
+}
+
+static unsigned Received(QELSocket& socket, char* buffer, unsigned size) {
+  unsigned length = 0;
+  return socket._ReceiveFromEx(buffer, size, nullptr, &length, 0, 1);
+}
+
+TEST(Socket, EveryFailureThrowsItsCode) {
+  const TempDir dir;
+  QELSocket taken, s;
+  taken.CreateUnix((dir / "taken").c_str(), SOCK_DGRAM);
+  const std::pair<int, std::function<void()>> cases[] = {
+      {EBADF, [&] { s.Listen(1); }},
+      {EBADF, [&] { s.Select(1, 0); }},
+      {EBADF, [&] { s.Poll(1, 0); }},
+      {ESOCKTNOSUPPORT, [&] { s.Create(0, nullptr, SOCK_SEQPACKET); }},
+      {EINVAL, [&] { s.Create(0, "localhost", SOCK_DGRAM); }},
+      {EADDRINUSE, [&] { s.CreateUnix((dir / "taken").c_str(), SOCK_DGRAM); }},
+      {ENOENT, [&] { s.ConnectUnix((dir / "missing").c_str()); }},
+      {ENOPROTOOPT, [&] { s.SetSockOpt(9999, &s, 4, SOL_SOCKET); }},
+      {ENOTTY, [&] { s.IOCtl(0x7777, nullptr); }},
+      {EINVAL, [&] { s.m_hSocket = 1024, s.ValidateFd(); }},
+      {EBADF, [&] { s.Close(); }}};
+  for (const auto& [code, call] : cases) {
+    EXPECT_TRUE(ThrownCode(call) == code && s.m_nErrorCode == code) << code;
+  }
+  s.Close();  // forgotten already
+}
+
+TEST(Socket, NamesAreLookedUpThroughThePointer) {
+  static int s_result = 1;
+  QELSocket s;
+  s.Create(0, "127.0.0.1", SOCK_DGRAM);
+  const auto real = std::exchange(
+      g_QEL_gethostbyname, +[](const char*, IPBufferArray* out, int) {
+        out->m_pAddresses[0] = htonl(INADDR_LOOPBACK);
+        return errno = EIO, s_result;
+      });
+  EXPECT_EQ(3u, s.SendTo("abc", 3, "some.host", 9, 0, 1));
+  s_result = 0;
+  EXPECT_EQ(EINVAL, ThrownCode([&] { s.Connect("some.host", 1); }));
+  s_result = -1;
+  EXPECT_EQ(EIO, ThrownCode([&] { s.AsyncConnect("some.host", 1); }));
+  EXPECT_EQ(EINVAL, s.m_nErrorCode);  // what a failed lookup throws is not stored
+  IPBufferArray found;
+  EXPECT_EQ(1, real("127.0.0.9", &found, 1));
+  EXPECT_EQ(inet_addr("127.0.0.9"), found.m_aAddresses[0]);
+  g_QEL_gethostbyname = real;
+}
+
+TEST(Socket, DatagramsComeOneAtATimeAndAnEmptyOneThrows) {
+  Pair pair(SOCK_DGRAM);
+  char buffer[8] = {};
+  EXPECT_EQ(0u, Received(pair.near, buffer, 0));  // not even looked at
+  for (const std::string text : {"one", "two", "", "too long for it"}) {
+    pair.far.AsyncSend(text.data(), static_cast<unsigned>(text.size()), 0);
+  }
+  EXPECT_TRUE(Received(pair.near, buffer, 8) == 3 && Received(pair.near, buffer + 3, 5) == 3);
+  EXPECT_STREQ("onetwo", buffer);
+  EXPECT_EQ(ECONNRESET, ThrownCode([&] { Received(pair.near, buffer, 8); }));
+  EXPECT_EQ(8u, Received(pair.near, buffer, 8));
+}
+
+TEST(Socket, WaitsEndByReadinessOrTime) {
+  Pair pair(SOCK_DGRAM);
+  for (const bool poll : {false, true}) {
+    QELSocket::m_bUsePollSocket = poll;
+    EXPECT_TRUE(pair.near.Select(QELSocket::kReadable | QELSocket::kWritable, 5000));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(pair.near.Select(QELSocket::kReadable, 500));
+    // Time is looked at between slices of a second.
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
+    char byte = 'x';
+    pair.far.AsyncSend(&byte, 1, 0);
+    EXPECT_TRUE(pair.near.Select(QELSocket::kReadable, 5000) && Received(pair.near, &byte, 1) == 1);
+  }
+  EXPECT_EQ(5, pair.near.SelectEx(QELSocket::kReadable | QELSocket::kExceptional, 0));
+  EXPECT_EQ(0, pair.near.SelectEx(0, 1));
+}
+
+TEST(Socket, ConnectionsAreMadeAndAccepted) {
+  QELSocket listener, client, server;
+  std::string address;
+  unsigned port = 0;
+  listener.Create(0, "127.0.0.1", SOCK_STREAM);
+  EXPECT_TRUE(listener.Listen(5));
+  client.Create(0, nullptr, SOCK_STREAM);
+  listener.GetSockName(address, port);
+  EXPECT_TRUE(client.Connect(address.c_str(), port));
+  EXPECT_TRUE(listener.Accept(server, nullptr, nullptr));
+  // More than the kernel takes at once: the sender waits for room.
+  const std::string text(8'000'000, 'z');
+  std::jthread sender([&] { EXPECT_EQ(text.size(), client.SendString(text.c_str(), 0)); });
+  std::string got(text.size(), '\0');
+  EXPECT_EQ(text.size(), server._Receive(got.data(), unsigned(got.size()), 0, 0));
+  EXPECT_EQ(text, got);
+  sender.join();
+  server.Close();
+  EXPECT_EQ(ECONNRESET, ThrownCode([&] { client.Receive(got.data(), 1, 0, 1); }));
+}
+
+TEST(Socket, BufferedReadsFollowTheGrowthRule) {
+  const struct {
+    unsigned sent, wanted, chunk, received, capacity, buffered;
+  } steps[] = {
+      {100, 10, 512, 10, 255, 90},     // reads ahead what waits
+      {0, 90, 512, 90, 255, 0},        // served from the buffer
+      {300, 200, 512, 200, 511, 100},  // grows in steps of 256
+      {0, 100, 512, 100, 511, 0},      //
+      {600, 5, 512, 5, 767, 507},      // at most the chunk ahead
+      {0, 600, 512, 595, 767, 0},      // the buffer's rest, then one read
+      {1000, 800, 512, 800, 767, 0},   // larger than the buffer: past it
+      {1500, 1, 2000, 1, 4095, 1699},  // from 1024 on in steps of 4096
+      {5, 1704, 512, 1704, 4095, 0},
+  };
+  Pair pair(SOCK_STREAM);
+  std::string sent, received;
+  for (const auto& step : steps) {
+    std::string bytes(step.sent, '\0'), buffer(step.wanted, '\0');
+    std::iota(bytes.begin(), bytes.end(), static_cast<char>(sent.size()));
+    EXPECT_EQ(int(step.sent), pair.far.AsyncSend(bytes.data(), step.sent, 0));
+    pair.near.m_nReadChunk = step.chunk;
+    EXPECT_EQ(step.received, pair.near.Receive(buffer.data(), step.wanted, 0, 1));
+    EXPECT_EQ(step.capacity, pair.near.m_Buffer.Size());
+    EXPECT_EQ(step.buffered, pair.near.m_nBufferedBytes);
+    sent += bytes;
+    received += buffer.substr(0, step.received);
+  }
+  EXPECT_EQ(sent, received);
+  sockaddr_in from;
+  pair.far.AsyncSend("discarded, kept", 15, 0);
+  EXPECT_EQ(11u, pair.near.ReceiveFrom(nullptr, 11, from, 0, 1));
+  EXPECT_EQ(4u, pair.near.GetTotalNonBlockedReadBytes());
+}
+
+TEST(Socket, AStopReachesAThreadInASocketWait) {
+  static Pair pair(SOCK_DGRAM);
+  CRefCount<QELThread> thread;
+  QELBeginThread(
+      thread, +[] { return Received(pair.near, nullptr, 8); });
+  thread->Stop();
+  EXPECT_FALSE(thread->IsRunning());
+}

@@ -1,0 +1,108 @@
+#include <sys/syscall.h>
+
+#include "QELExcep.h"
+#include "QELThread.h"
+#include "Support.h"
+
+using namespace qel;
+
+namespace {
+
+std::atomic<int> s_calls;
+int s_argument = 10;
+
+unsigned Plain() { return ++s_calls, 0u; }
+unsigned WithArgument(void* argument) { return s_calls += *static_cast<int*>(argument), 0u; }
+unsigned WithHandle(CRefCount<QELThread> self) { return WithArgument(self->GetArgument()); }
+
+// The ways in which a thread's function can end.
+unsigned Return(void*) { return 1; }
+unsigned Throw(void*) { throw 1; }
+unsigned Cancel(void*) { throw CCancelThreadExcep(); }
+unsigned Wait(void*) { return QELEvent().Lock(QELInfinite); }
+unsigned StopItself(void*) { return QELThread::Current()->Stop(), 0u; }
+unsigned Spin(void*) {
+  while (!QELThread::Current()->StopEvent().IsSignalled()) std::this_thread::yield();
+  return 0;
+}
+unsigned SpinAndThrow(void*) { return Spin(nullptr), throw 1, 0u; }
+unsigned Block(void*) {
+  for (;;) ::syscall(SYS_pause);
+}
+
+bool Ends(const CRefCount<QELThread>& thread) {
+  return Eventually([&] { return !thread->IsRunning(); });
+}
+
+struct CountingItem final : CThreadAPC {
+  ~CountingItem() { ADD_FAILURE() << "destroyed as more than its base"; }
+  void run() override { ++s_calls; }
+  char m_padding[100];
+};
+
+}  // namespace
+
+TEST(Thread, SixWaysToBegin) {
+  s_calls = 0;
+  CRefCount<QELThread> handles[3];
+  QELBeginThread(handles[0], Plain);
+  QELBeginThread(Plain);
+  QELBeginThread(handles[1], WithArgument, &s_argument);
+  QELBeginThread(WithArgument, &s_argument);
+  QELBeginThread(handles[2], WithHandle, &s_argument);
+  QELBeginThread(WithHandle, &s_argument);
+  EXPECT_TRUE(Eventually([] { return s_calls == 42; }));
+  for (const auto& handle : handles) EXPECT_TRUE(Ends(handle) && handle->GetId() != 0);
+  EXPECT_TRUE(QELThread::Current() == nullptr && !QELThread().IsRunning());
+}
+
+TEST(Thread, TracedEnds) {
+  struct End {
+    unsigned (*function)(void*);
+    bool stop, finished;
+    const char* trace;
+  };
+  const End ends[] = {
+      {Return, false, true, "QELThreadProc Finish: Tid: "},
+      {Throw, false, true, "Unhandled Exception in QELThreadProc\n"},
+      {Cancel, false, false,
+       "CAutoDisableCancel::CEmulateCancelException exception in QELThreadProc\n"},
+      {StopItself, false, true, "QELThreadProc Start: Tid: "},
+      {Wait, true, true, "CCancelThread::run () - throwing CCancelThreadExcep\n"},
+      {SpinAndThrow, true, true, "Unhandled Exception in QELThreadProc\n"},
+      {Block, true, true, "Killing Thread: "},
+  };
+  for (const End& end : ends) {
+    Collector trace("/tmp/ZABKTraceCon");
+    CRefCount<QELThread> thread;
+    QELBeginThread(thread, end.function, nullptr);
+    if (end.stop) thread->Stop(2000);
+    EXPECT_TRUE(trace.Sees(end.trace)) << end.trace;
+    EXPECT_TRUE(end.finished ? Ends(thread) : thread->IsRunning()) << end.trace;
+    EXPECT_EQ(end.function == Return, trace.Count("QELThreadProc Finish") == 1) << end.trace;
+    if (!end.finished) thread->Stop(1000);  // gone already: nothing is left to cancel
+  }
+}
+
+TEST(Thread, ManyPostersLoseNoItemAndWhatIsLeftIsReleasedUnrun) {
+  s_calls = 0;
+  CRefCount<QELThread> waiting, spinning;
+  QELBeginThread(waiting, Wait, nullptr);
+  QELBeginThread(spinning, Spin, nullptr);
+  const CRefCount<CountingItem> left = new CountingItem;
+  std::vector<std::jthread> posters;
+  for (int poster = 0; poster < 4; ++poster) {
+    posters.emplace_back([&] {
+      for (int i = 0; i < 50; ++i) waiting->QueueAPC(new CountingItem);
+    });
+  }
+  spinning->QueueAPC(left.Get());  // gives up after a second
+  spinning->StopEvent().Set();
+  EXPECT_TRUE(Eventually([&] { return spinning->m_nRefCount == 1; }));
+  EXPECT_EQ(2, left->m_nRefCount);
+  spinning = nullptr;
+  EXPECT_EQ(1, left->m_nRefCount);
+  EXPECT_TRUE(Eventually([] { return s_calls == 200; }));
+  posters.clear();
+  waiting->Stop();
+}

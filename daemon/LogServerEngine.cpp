@@ -69,7 +69,7 @@ bool CLogServerEngine::Write(const char* text) {
   errno = 0;
   const std::size_t written = m_file.Write(text, length);
   if (written == 0) Log(kLogError, "CLogServerEngine::Write failed Error:%d", errno);
-  // A failed flush keeps the text in the stream's buffer, for the next one to write.
+  // The write's result alone decides: a text that cannot be flushed is lost without a word.
   (void)m_file.Flush();
   return written != 0;
 }

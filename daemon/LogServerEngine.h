@@ -34,8 +34,8 @@ class CLogServerEngine {
   void Stop();
 
   /// Appends the text, as it is, and flushes it to the file. Returns false when it was lost: no
-  /// file is open (after a failed rotation), nothing could be written (which is logged), or the
-  /// text is empty.
+  /// file is open (after a failed rotation), nothing could be written, or the text is empty (both
+  /// are logged). A flush that fails is not noticed.
   bool Write(const char* text);
 
   /// Moves the current file to its rotated name, replacing a file of that name, and opens a new

@@ -39,8 +39,8 @@ class CFile {
   /// were fewer. The bytes are in the file after Flush or Close.
   std::size_t Write(const void* data, std::size_t size);
 
-  /// Writes the stream's buffer to the file. Returns false, with errno, on failure; the bytes then
-  /// stay in the buffer.
+  /// Writes the stream's buffer to the file. Returns false, with errno, on failure; the C library
+  /// may then have dropped the bytes.
   bool Flush();
 
   /// The stream's own position in bytes; of a file opened for appending, its size.

@@ -38,7 +38,6 @@ TEST(Ini, Grammar) {
 
 TEST(IniSettings, ListenersHearOfEveryDifference) {
   const TempDir dir;
-  const std::string path = dir / "conf";
   const CRefCount<CIniSettings> store = new CIniSettings;
   std::string heard;
   Listener listeners[2] = {{heard, "1"}, {heard, "2"}};
@@ -50,8 +49,8 @@ TEST(IniSettings, ListenersHearOfEveryDifference) {
   };
   for (const auto& [text, expected] : loads) {
     heard.clear();
-    WriteFile(path, text);
-    EXPECT_TRUE(store->_Load(path));
+    WriteFile(dir / "conf", text);
+    EXPECT_TRUE(store->_Load(dir / "conf"));
     EXPECT_EQ(expected, heard) << text;
   }
 }

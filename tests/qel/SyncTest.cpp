@@ -8,11 +8,9 @@ TEST(Event, ResetsAsItWasMade) {
   QELEvent automatic;
   QELManualEvent manual;
   EXPECT_FALSE(automatic.Lock(0) || manual.Lock(1000));
-  automatic.Set();
-  manual.Set();
+  for (QELEvent* event : {&automatic, static_cast<QELEvent*>(&manual)}) event->Set();
   EXPECT_TRUE(automatic.Lock(QELInfinite) && manual.Lock(0));
-  EXPECT_FALSE(automatic.Lock(0));
-  EXPECT_TRUE(manual.Lock(1000));
+  EXPECT_TRUE(!automatic.Lock(0) && manual.Lock(1000));
 }
 
 TEST(Event, AutoResetLetsOneWaiterThrough) {

@@ -50,8 +50,7 @@ TEST(Trace, TracedMessagesEndInOneNewlineAndNul) {
   EXPECT_TRUE(diag.Sees(Datagram("42")));
   EXPECT_EQ("542\n", hooked);
   EXPECT_FALSE(QelIsTraceOn());
-  const Collector active("/tmp/ZABKTraceCon_Active");
-  EXPECT_TRUE(QelIsTraceOn());
+  EXPECT_TRUE((Collector("/tmp/ZABKTraceCon_Active"), QelIsTraceOn()));
 }
 
 TEST(Trace, TracedFaultsAreReportedOnceOrNotAtAll) {

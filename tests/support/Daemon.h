@@ -1,7 +1,6 @@
 #pragma once
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <signal.h>
 #include <sys/sem.h>
 #include <sys/wait.h>
@@ -12,16 +11,20 @@
 // The built daemon, run in the directory `dir`, in a session and with a semaphore set of its own.
 class Daemon {
  public:
-  // `settings` are lines that come after the usual ones, and override them.
+  // `settings` are lines that come after the usual ones, and override them; `arguments` are words
+  // of the shell.
   explicit Daemon(const TempDir& dir, const std::string& settings = "",
-                  std::vector<std::string> arguments = {})
-      : m_dir(dir), m_semaphore(::semget(IPC_PRIVATE, 1, 0600)) {
+                  const std::string& arguments = "")
+      : m_output(dir / "output"), m_semaphore(::semget(IPC_PRIVATE, 1, 0600)), m_pid(::fork()) {
+    if (m_pid != 0) return;
     WriteFile(dir / "conf", "[LogServer]\nDirName=" + (dir / "log") + "\nPidFileName=" +
                                 (dir / "pid") + "\nPort=" + (dir / "socket") + "\n" + settings);
-    arguments.insert(arguments.begin(),
-                     {"tavok", "-c", dir / "conf", "-s", std::to_string(m_semaphore)});
-    m_pid = ::fork();
-    if (m_pid == 0) Exec(arguments);
+    const std::string command = "cd " + (dir / "") +
+                                "; exec >>output 2>&1 setsid tavok -c conf -s " +
+                                std::to_string(m_semaphore) + " " + arguments;
+    ::setenv("PATH", (TAVOK_DIRECTORY ":" + std::string(::getenv("PATH"))).c_str(), 1);
+    ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
+    ::_exit(127);
   }
   // One that still runs is asked to stop, and must do so in order.
   ~Daemon() {
@@ -41,25 +44,13 @@ class Daemon {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   std::string Pid() const { return std::to_string(m_pid); }
-  std::string Output() const { return ReadFile(m_dir / "output"); }
+  std::string Output() const { return ReadFile(m_output); }
   bool Says(const std::string& text) const {
     return Eventually([&] { return Output().find(text) != text.npos; });
   }
 
  private:
-  [[noreturn]] void Exec(const std::vector<std::string>& arguments) const {
-    ::setsid();
-    const int output = ::open((m_dir / "output").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    ::dup2(output, 1), ::dup2(output, 2), ::close(output);
-    std::vector<char*> argv;
-    for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
-    if (arguments.back() == "(closed)") ::close(0), ::close(1), ::close(2);
-    argv.push_back(nullptr);
-    if (::chdir((m_dir / "").c_str()) == 0) ::execv(TAVOK_BINARY, argv.data());
-    ::_exit(127);
-  }
-
-  const TempDir& m_dir;
+  const std::string m_output;
   const int m_semaphore;
   pid_t m_pid;
 };
@@ -68,9 +59,8 @@ class Daemon {
 class Sender {
  public:
   explicit Sender(const std::string& path) : m_fd(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
-    sockaddr_un to{AF_UNIX, {}};
-    std::strcpy(to.sun_path, path.c_str());
-    EXPECT_EQ(0, ::connect(m_fd, reinterpret_cast<sockaddr*>(&to), sizeof to)) << path;
+    const sockaddr_un to = UnixAddress(path);
+    EXPECT_EQ(0, ::connect(m_fd, reinterpret_cast<const sockaddr*>(&to), sizeof to)) << path;
   }
   explicit Sender(int port) : m_fd(::socket(AF_INET, SOCK_DGRAM, 0)) {
     const sockaddr_in to{AF_INET, htons(in_port_t(port)), {htonl(INADDR_LOOPBACK)}, {}};

@@ -15,7 +15,6 @@
 #include <functional>
 #include <mutex>
 #include <numeric>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -40,9 +39,8 @@ inline void WriteFile(const std::string& path, const std::string& text) {
 }
 
 inline std::string ReadFile(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // Polls until `condition` holds; false when it still does not at the deadline.
@@ -60,21 +58,25 @@ inline void AwaitNextSecond() {
   Eventually([before = std::time(nullptr)] { return std::time(nullptr) != before; });
 }
 
+inline sockaddr_un UnixAddress(const std::string& path) {
+  sockaddr_un address{AF_UNIX, {}};
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
 // A Unix-domain datagram socket that somebody else sends to. It is read all the time: its queue
 // holds few messages, and senders drop what does not fit.
 class Collector {
  public:
   explicit Collector(const char* path) : m_path(path), m_fd(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
     ::unlink(path);
-    sockaddr_un address{AF_UNIX, {}};
-    std::strcpy(address.sun_path, path);
-    EXPECT_EQ(0, ::bind(m_fd, reinterpret_cast<sockaddr*>(&address), sizeof address)) << path;
+    const sockaddr_un to = UnixAddress(path);
+    EXPECT_EQ(0, ::bind(m_fd, reinterpret_cast<const sockaddr*>(&to), sizeof to)) << path;
     m_reader = std::jthread([this](std::stop_token stop) { Read(stop); });
   }
   ~Collector() {
     m_reader = {};
-    ::close(m_fd);
-    ::unlink(m_path.c_str());
+    ::close(m_fd), ::unlink(m_path.c_str());
   }
 
   // How many messages have come that contain `text`.

@@ -8,13 +8,13 @@ fail() {
   exit 1
 }
 
-# install_missing PACKAGE:PROBE...: installs each package whose probe (a command's name, or a file)
-# is not there. What cannot be installed is named, all at once.
+# install_missing PACKAGE:PROBE...: installs each package whose probe (a command's name, or a file's
+# absolute path) is not there. What cannot be installed is named, all at once.
 install_missing() {
   local missing=() entry probe
   for entry in "$@"; do
     probe=${entry#*:}
-    command -v "$probe" >/dev/null 2>&1 || [ -e "$probe" ] || missing+=("${entry%%:*}")
+    command -v "$probe" >/dev/null || [[ $probe == /* && -e $probe ]] || missing+=("${entry%%:*}")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
 

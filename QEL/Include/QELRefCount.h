@@ -34,6 +34,7 @@ class CRefCount {
     Attach(object);
     return *this;
   }
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): Attach takes before it releases
   CRefCount& operator=(const CRefCount& other) noexcept {
     Attach(other.m_pObject);
     return *this;

@@ -120,9 +120,11 @@ namespace {
 void* QELThreadProc(void* argument) {
   const std::unique_ptr<StartBlock> block(static_cast<StartBlock*>(argument));
   ::pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+  // The last resort of Stop. NOLINTNEXTLINE(concurrency-thread-canceltype-asynchronous)
   ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
   CThreadBody body(*block);
   body.AwaitGate();
+  // A number, as POSIX has it. NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<void*>(body.Run());
 }
 

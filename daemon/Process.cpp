@@ -1,11 +1,23 @@
 #include "Process.h"
 
 #include <fcntl.h>
-#include <pthread.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <initializer_list>
+
+namespace {
+
+void ChangeMask(int how) {
+  sigset_t signals;
+  ::sigemptyset(&signals);
+  ::sigaddset(&signals, SIGHUP);
+  ::sigaddset(&signals, SIGTERM);
+  (void)::pthread_sigmask(how, &signals, nullptr);
+}
+
+}  // namespace
 
 void SecureStandardStreams() {
   (void)::signal(SIGPIPE, SIG_IGN);
@@ -15,14 +27,6 @@ void SecureStandardStreams() {
   }
 }
 
-sigset_t BlockSignals() {
-  sigset_t signals;
-  sigset_t before;
-  ::sigemptyset(&signals);
-  ::sigaddset(&signals, SIGHUP);
-  ::sigaddset(&signals, SIGTERM);
-  ::pthread_sigmask(SIG_BLOCK, &signals, &before);
-  return before;
-}
+void BlockSignals() { ChangeMask(SIG_BLOCK); }
 
-CSignalBlock::~CSignalBlock() { ::pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+void UnblockSignals() { ChangeMask(SIG_UNBLOCK); }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <signal.h>
-
 /// What the process as a whole is set to, for the first thread.
 
 /// Makes the standard streams harmless. To be called before anything opens a file: a standard
@@ -10,17 +8,18 @@
 void SecureStandardStreams();
 
 /// Blocks SIGHUP and SIGTERM in the calling thread, and in the threads it starts from then on. One
-/// that arrives stays pending. Returns the mask that was set before.
-sigset_t BlockSignals();
+/// that arrives stays pending.
+void BlockSignals();
 
-/// The same for a scope; what arrived meanwhile is served at its end.
+/// Opens the calling thread to them, also when whoever started the process had blocked them. What
+/// is pending is served before this returns.
+void UnblockSignals();
+
+/// Blocks for a scope, and opens at its end.
 class [[nodiscard]] CSignalBlock {
  public:
-  CSignalBlock() : m_before(BlockSignals()) {}
+  CSignalBlock() { BlockSignals(); }
   CSignalBlock(const CSignalBlock&) = delete;
   CSignalBlock& operator=(const CSignalBlock&) = delete;
-  ~CSignalBlock();
-
- private:
-  const sigset_t m_before;
+  ~CSignalBlock() { UnblockSignals(); }
 };

@@ -63,15 +63,21 @@ void CLogServerEngine::Stop() {
 }
 
 bool CLogServerEngine::Write(const char* text) {
-  const qel::QELAutoLock lock(m_cs);
-  if (!m_file.IsOpen()) return false;
-  const auto length = static_cast<std::uint32_t>(std::strlen(text));
-  errno = 0;
-  const std::size_t written = m_file.Write(text, length);
-  if (written == 0) Log(kLogError, "CLogServerEngine::Write failed Error:%d", errno);
-  // The write's result alone decides: a text that cannot be flushed is lost without a word.
-  (void)m_file.Flush();
-  return written != 0;
+  int error = 0;
+  {
+    const qel::QELAutoLock lock(m_cs);
+    if (!m_file.IsOpen()) return false;
+    const auto length = static_cast<std::uint32_t>(std::strlen(text));
+    errno = 0;
+    const bool written = m_file.Write(text, length) != 0;
+    error = errno;
+    // The write's result alone decides: a text that cannot be flushed is lost without a word.
+    (void)m_file.Flush();
+    if (written) return true;
+  }
+  // Not under the lock: a standard error that nobody reads would hold up the SIGHUP handler too.
+  Log(kLogError, "CLogServerEngine::Write failed Error:%d", error);
+  return false;
 }
 
 void CLogServerEngine::Rotate() {

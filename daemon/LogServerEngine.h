@@ -30,7 +30,7 @@ class CLogServerEngine {
   /// Starts the background worker, unless rotation is external.
   void Start();
 
-  /// Stops the background worker; up to 5 seconds. The current file stays open.
+  /// Stops the background worker; up to 6 seconds. The current file stays open.
   void Stop();
 
   /// Appends the text, as it is, and flushes it to the file. Returns false when it was lost: no

@@ -29,7 +29,7 @@ class CLogServerUdp : public qel::QELSocket {
   /// Starts the receive thread and logs that the server listens.
   void Start();
 
-  /// Stops the receive thread (within about 2 seconds, 5 at most) and removes the file named by the
+  /// Stops the receive thread (within about 2 seconds, 6 at most) and removes the file named by the
   /// port, whatever kind of port it is. May be called again.
   void Stop();
 

@@ -10,7 +10,7 @@ inline constexpr int kLogError = 3;
 inline constexpr int kLogWarning = 4;
 inline constexpr int kLogInfo = 6;
 
-/// Reports to standard error and to the system log, without line ends at the end of the message.
+/// Reports to standard error and to the system log, chomped. Blocks while either takes nothing.
 /// Keeps 20478 characters. Any thread may call it; it takes no lock of its own, does not allocate
 /// and never fails visibly.
 void Log(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
@@ -31,7 +31,8 @@ class CSysLog {
 
 extern CSysLog g_syslog;
 
-/// Writes the id of this process to the pid file, digits alone. A failure is logged.
+/// Writes the id of this process to the pid file, digits alone. A file that cannot be opened is
+/// logged; a full disk is not noticed.
 void updatepidfile(const std::string& path);
 
 /// Sends a signal to the process that the pid file names, and waits 5 seconds for it to end.

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <iostream>
+#include <iostream>  // the streams are initialised before the globals below, and end after them
 #include <string>
 
 #include "LogServerEngine.h"

@@ -15,7 +15,8 @@ class CFile {
  public:
   /// Thrown by value when a file operation fails.
   struct CException {
-    /// `error` is an errno value; the text becomes "<what> (<error>)".
+    /// `error` is an errno value, from ReadAll the stream's error flag; the text becomes
+    /// "<what> (<error>)".
     CException(int error, const char* what);
 
     int m_nError;

@@ -70,7 +70,8 @@ class CRefCount {
 };
 
 /// A handle that one thread replaces while others read it. Made for rare writers: a spin word is
-/// held for one pointer copy and one count. Any thread may call both operations.
+/// held for one pointer copy and one count. Any thread may call both operations, but writers take
+/// turns: of two at once, one might run a destructor under the spin word.
 template <class T>
 class CLockedRefCount {
  public:

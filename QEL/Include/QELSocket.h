@@ -28,7 +28,7 @@ int qel_gethostbyname_impl(const char* name, IPBufferArray* out, int max);
 /// Every lookup goes through this pointer. To be replaced before threads start.
 extern int (*g_QEL_gethostbyname)(const char* name, IPBufferArray* out, int max);
 
-/// One IPv4 or Unix-domain socket, stream or datagram. Its descriptor is always non-blocking; what
+/// One IPv4 or Unix-domain socket, stream or datagram. Its descriptor is made non-blocking; what
 /// could block tries the call and, when the kernel says it would block, waits and tries again. The
 /// waits are cut into slices of one second, before each of which the work items queued to the
 /// calling library thread run: an item that throws leaves the wait.

@@ -48,9 +48,9 @@ class QELThread : public QELObject, public CRefCountNumber {
   /// From the start of the thread until its function has ended. Does not wait.
   bool IsRunning();
 
-  /// Stops the thread and waits up to `timeoutMs` for its end. First it is asked: its stop event is
-  /// set, and a CCancelThread makes its next library wait throw CCancelThreadExcep. A thread that
-  /// has not ended in time is marked as killed and cancelled by force, and Stop returns.
+  /// Stops the thread. First it is asked: its stop event is set, and a CCancelThread, posted with
+  /// QueueAPC (up to 1 s), makes its next library wait throw CCancelThreadExcep. A thread that has
+  /// not ended `timeoutMs` later is marked as killed and cancelled by force, and Stop returns.
   ///
   /// Called on the calling thread itself, sets the stop event and throws CCancelThreadExcep.
   ///

@@ -6,7 +6,7 @@
 ///
 /// Each message is one datagram to a Unix-domain datagram socket at a fixed path. It is lost,
 /// silently, when no collector is there or its queue is full: nothing here waits for a collector,
-/// throws or reports a failure (but for one line on standard error when a channel's socket cannot
+/// throws or reports a failure (but for a text on standard error when a channel's socket cannot
 /// be made). Any thread may call these functions at any time.
 ///
 /// A datagram is: 1 byte of value 1; the process id and the calling thread's id (the low 32 bits of

@@ -32,6 +32,7 @@ TEST(Collect, SendersArriveOnceAndInOrderAcrossRotations) {
       });
     }
     for (int i = 0; i < 4; ++i) AwaitNextSecond(), daemon.Signal(SIGHUP);
+    for (auto& sender : senders) sender.request_stop();  // all, before the turns of any are awaited
     senders.clear();
     EXPECT_TRUE(Eventually(arrived));
     EXPECT_EQ(5u, LogFiles(dir).size());

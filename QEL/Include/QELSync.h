@@ -44,16 +44,18 @@ class QELSyncObject : public QELObject {
 
 namespace qel {
 
-/// Holds a lock for a scope.
+/// Holds a lock for a scope. `Lockable` is a QELSyncObject; a critical section's lock costs no
+/// virtual call.
+template <class Lockable>
 class [[nodiscard]] QELAutoLock {
  public:
-  explicit QELAutoLock(QELSyncObject& object) : m_object(object) { m_object.Begin(); }
+  explicit QELAutoLock(Lockable& object) : m_object(object) { m_object.Lock(QELInfinite); }
   QELAutoLock(const QELAutoLock&) = delete;
   QELAutoLock& operator=(const QELAutoLock&) = delete;
-  ~QELAutoLock() { m_object.End(); }
+  ~QELAutoLock() { m_object.Unlock(); }
 
  private:
-  QELSyncObject& m_object;
+  Lockable& m_object;
 };
 
 /// A recursive mutex of this process: its owner may lock it again and unlocks as many times.
@@ -63,8 +65,14 @@ class QELCriticalSection : public QELSyncObject {
   ~QELCriticalSection() override;
 
   /// Always waits, whatever the time-out, and returns true.
-  bool Lock(unsigned timeoutMs) override;
-  bool Unlock() override;
+  bool Lock(unsigned /*timeoutMs*/) final {
+    ::pthread_mutex_lock(&m_mutex);
+    return true;
+  }
+  bool Unlock() final {
+    ::pthread_mutex_unlock(&m_mutex);
+    return true;
+  }
   using QELSyncObject::Unlock;
 
   /// Locks if that needs no waiting; returns whether it did.

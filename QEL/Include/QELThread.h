@@ -14,6 +14,9 @@ namespace qel {
 
 class QELThread;
 
+/// The key under which a library thread finds its object; null elsewhere. Made at start-up.
+extern pthread_key_t g_QELThreadParent;
+
 /// Start a thread that runs `function`, and return when it has begun. The overloads with a handle
 /// fill it with the new thread's object (before the thread runs); without one, the running thread
 /// alone owns its object. A function that takes a handle gets one to its own thread object.
@@ -43,7 +46,9 @@ class QELThread : public QELObject, public CRefCountNumber {
   virtual ~QELThread();
 
   /// The object of the calling thread; null on a thread that the library did not start.
-  static QELThread* Current();
+  static QELThread* Current() {
+    return static_cast<QELThread*>(::pthread_getspecific(g_QELThreadParent));
+  }
 
   /// From the start of the thread until its function has ended. Does not wait.
   bool IsRunning();
@@ -65,7 +70,9 @@ class QELThread : public QELObject, public CRefCountNumber {
 
   /// Runs the work items queued to this thread. For the thread itself only; its library waits do
   /// this. Passes on what an item throws.
-  void RunPendingAPCs();
+  void RunPendingAPCs() {
+    while (!m_queue.IsEmpty()) RunOldestAPC();
+  }
 
   /// The same for the calling thread, if the library started it.
   static void RunCurrentAPCs();
@@ -95,6 +102,7 @@ class QELThread : public QELObject, public CRefCountNumber {
  private:
   friend class CThreadBody;
 
+  void RunOldestAPC();
   void Poke();
   void Kill();
 
@@ -117,10 +125,14 @@ class QELThread : public QELObject, public CRefCountNumber {
 /// work item puts the outer record back when it ends. With a null thread, does nothing.
 class [[nodiscard]] QELThread::CWaitingIn {
  public:
-  CWaitingIn(QELThread* thread, QELSyncObject& object);
+  CWaitingIn(QELThread* thread, QELSyncObject& object) : m_pThread(thread) {
+    if (m_pThread != nullptr) m_pOuter = Exchange(&object);
+  }
   CWaitingIn(const CWaitingIn&) = delete;
   CWaitingIn& operator=(const CWaitingIn&) = delete;
-  ~CWaitingIn();
+  ~CWaitingIn() {
+    if (m_pThread != nullptr) Exchange(m_pOuter);
+  }
 
  private:
   QELSyncObject* Exchange(QELSyncObject* object);
@@ -128,8 +140,4 @@ class [[nodiscard]] QELThread::CWaitingIn {
   QELThread* const m_pThread;
   QELSyncObject* m_pOuter = nullptr;
 };
-
-/// The key under which a library thread finds its object; null elsewhere. Made at start-up.
-extern pthread_key_t g_QELThreadParent;
-
 }  // namespace qel

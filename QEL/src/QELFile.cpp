@@ -1,5 +1,6 @@
 #include "QELFile.h"
 
+#include <stdio_ext.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -21,6 +22,7 @@ void CFile::Open(const std::string& path, const char* mode) {
   Close();
   m_fp = std::fopen(path.c_str(), (std::string(mode) + 'e').c_str());
   if (m_fp == nullptr) throw CException(errno, "fopen failed");
+  (void)::__fsetlocking(m_fp, FSETLOCKING_BYCALLER);  // one thread at a time: no lock of its own
 }
 
 void CFile::ReadAll(std::string& out) {

@@ -27,16 +27,6 @@ QELCriticalSection::QELCriticalSection() {
 
 QELCriticalSection::~QELCriticalSection() { ::pthread_mutex_destroy(&m_mutex); }
 
-bool QELCriticalSection::Lock(unsigned /*timeoutMs*/) {
-  ::pthread_mutex_lock(&m_mutex);
-  return true;
-}
-
-bool QELCriticalSection::Unlock() {
-  ::pthread_mutex_unlock(&m_mutex);
-  return true;
-}
-
 bool QELCriticalSection::TryLock() { return ::pthread_mutex_trylock(&m_mutex) == 0; }
 
 QELWaitObject::QELWaitObject(unsigned timeoutMs) : m_nTimeoutMs(timeoutMs) {
@@ -64,7 +54,7 @@ class QELEvent::CHeld {
 
  private:
   QELEvent& m_event;
-  const qel::QELAutoLock m_lock;
+  const qel::QELAutoLock<qel::QELCriticalSection> m_lock;
 };
 
 // A work item may wait on the very event whose wait runs it. A condition wait gives up one level
@@ -111,7 +101,8 @@ bool QELEvent::IsSignalled() {
 
 bool QELEvent::Lock(unsigned timeoutMs) {
   qel::QELThread* const thread = qel::QELThread::Current();
-  const qel::QELThread::CWaitingIn record(thread, *this);
+  // A look blocks nowhere: there is nothing to wake it out of.
+  const qel::QELThread::CWaitingIn record(timeoutMs == 0 ? nullptr : thread, *this);
   qel::QELWaitObject wait(timeoutMs);
   const CHeld held(*this);
   for (;;) {

@@ -57,10 +57,6 @@ QELThread::QELThread() : m_queue(CThreadAPC::NodeOffset()) {}
 
 QELThread::~QELThread() = default;
 
-QELThread* QELThread::Current() {
-  return static_cast<QELThread*>(::pthread_getspecific(g_QELThreadParent));
-}
-
 bool QELThread::IsRunning() { return m_nThreadId != 0 && !m_evFinished.IsSignalled(); }
 
 void QELThread::Stop(unsigned timeoutMs) {
@@ -81,12 +77,8 @@ void QELThread::QueueAPC(CThreadAPC* item) {
   }
 }
 
-void QELThread::RunPendingAPCs() {
-  while (!m_queue.IsEmpty()) {
-    const CRefCount<CThreadAPC> item = m_queue.TakeHead();
-    if (!item) return;
-    item->run();
-  }
+void QELThread::RunOldestAPC() {
+  if (const CRefCount<CThreadAPC> item = m_queue.TakeHead()) item->run();
 }
 
 void QELThread::RunCurrentAPCs() {
@@ -113,14 +105,7 @@ void QELThread::Kill() {
   m_evKilled.Set();
 }
 
-QELThread::CWaitingIn::CWaitingIn(QELThread* thread, QELSyncObject& object) : m_pThread(thread) {
-  m_pOuter = Exchange(&object);
-}
-
-QELThread::CWaitingIn::~CWaitingIn() { Exchange(m_pOuter); }
-
 QELSyncObject* QELThread::CWaitingIn::Exchange(QELSyncObject* object) {
-  if (m_pThread == nullptr) return nullptr;
   const QELAutoLock lock(m_pThread->m_cs);
   return std::exchange(m_pThread->m_pWaitingIn, object);
 }

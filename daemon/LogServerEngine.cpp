@@ -68,9 +68,9 @@ bool CLogServerEngine::Write(const char* text) {
     const qel::QELAutoLock lock(m_cs);
     if (!m_file.IsOpen()) return false;
     const auto length = static_cast<std::uint32_t>(std::strlen(text));
-    errno = 0;
     const bool written = m_file.Write(text, length) != 0;
-    error = errno;
+    // Nothing of an empty text is no failure of the C library's: errno is not of this call then.
+    if (!written && length != 0) error = errno;
     // The write's result alone decides: a text that cannot be flushed is lost without a word.
     (void)m_file.Flush();
     if (written) return true;

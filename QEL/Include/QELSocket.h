@@ -236,7 +236,7 @@ class QELSocket : public QELObject, public QELError {
 
   template <class Call>
   unsigned Transfer(unsigned len, unsigned maxCalls, int what, unsigned timeoutMs, Call call);
-  ssize_t ThrowIfClosed(ssize_t received);
+  [[noreturn]] void ThrowClosed();
 
   template <class Read>
   unsigned BufferedReceive(char* buf, unsigned len, Read read);

@@ -87,11 +87,16 @@ class QELCriticalSection : public QELSyncObject {
 
 /// One wait's time-out, and the moment at which it ends.
 struct QELWaitObject {
-  explicit QELWaitObject(unsigned timeoutMs);
+  explicit QELWaitObject(unsigned timeoutMs) : m_nTimeoutMs(timeoutMs) {
+    if (timeoutMs != 0 && timeoutMs != QELInfinite) SetDeadline();
+  }
 
   timespec m_deadline{};  // both times unset when the time-out is 0 or infinite
   timeval m_start{};
   unsigned m_nTimeoutMs;
+
+ private:
+  void SetDeadline();
 };
 
 }  // namespace qel
@@ -135,7 +140,11 @@ class QELEvent : public QELSyncObject {
   class CHeld;
   class COuterLevels;
 
-  bool TakeSignal();
+  bool TakeSignal() {
+    if (!m_bSignalled) return false;
+    if (!m_bManualReset) m_bSignalled = false;
+    return true;
+  }
 
   qel::QELCriticalSection m_cs;
   pthread_cond_t m_cond;

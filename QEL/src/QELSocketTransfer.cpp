@@ -39,13 +39,17 @@ int QELSocket::AsyncSend(const char* buf, unsigned len, int flags) {
 unsigned QELSocket::_ReceiveFromEx(char* buf, unsigned len, sockaddr* from, unsigned* fromlen,
                                    int flags, unsigned maxReads) {
   return Transfer(len, maxReads, kReadable, m_nReadTimeout, [=, this](unsigned got) {
-    return ThrowIfClosed(::recvfrom(m_hSocket, buf + got, len - got, flags, from, fromlen));
+    const ssize_t received = ::recvfrom(m_hSocket, buf + got, len - got, flags, from, fromlen);
+    if (received == 0) ThrowClosed();
+    return received;
   });
 }
 
 unsigned QELSocket::_Receive(char* buf, unsigned len, int flags, unsigned maxReads) {
   return Transfer(len, maxReads, kReadable, m_nReadTimeout, [=, this](unsigned got) {
-    return ThrowIfClosed(::recv(m_hSocket, buf + got, len - got, flags | MSG_NOSIGNAL));
+    const ssize_t received = ::recv(m_hSocket, buf + got, len - got, flags | MSG_NOSIGNAL);
+    if (received == 0) ThrowClosed();
+    return received;
   });
 }
 
@@ -76,8 +80,7 @@ unsigned QELSocket::Transfer(unsigned len, unsigned maxCalls, int what, unsigned
   return done;
 }
 
-ssize_t QELSocket::ThrowIfClosed(ssize_t received) {
-  if (received != 0) return received;
+void QELSocket::ThrowClosed() {
   errno = ECONNRESET;
   ThrowExcep(false);
 }

@@ -29,12 +29,11 @@ QELCriticalSection::~QELCriticalSection() { ::pthread_mutex_destroy(&m_mutex); }
 
 bool QELCriticalSection::TryLock() { return ::pthread_mutex_trylock(&m_mutex) == 0; }
 
-QELWaitObject::QELWaitObject(unsigned timeoutMs) : m_nTimeoutMs(timeoutMs) {
-  if (timeoutMs == 0 || timeoutMs == QELInfinite) return;
+void QELWaitObject::SetDeadline() {
   ::gettimeofday(&m_start, nullptr);
-  m_deadline.tv_sec = m_start.tv_sec + timeoutMs / 1000;
+  m_deadline.tv_sec = m_start.tv_sec + m_nTimeoutMs / 1000;
   // Deliberately not carried into the seconds.
-  m_deadline.tv_nsec = timeoutMs % 1000 * 1'000'000L + m_start.tv_usec * 1000L;
+  m_deadline.tv_nsec = m_nTimeoutMs % 1000 * 1'000'000L + m_start.tv_usec * 1000L;
 }
 
 }  // namespace qel
@@ -134,12 +133,6 @@ bool QELEvent::Wait(qel::QELWaitObject& wait) {
     return ::pthread_cond_wait(&m_cond, m_cs.Native()) == 0;
   }
   return ::pthread_cond_timedwait(&m_cond, m_cs.Native(), &wait.m_deadline) == 0;
-}
-
-bool QELEvent::TakeSignal() {
-  if (!m_bSignalled) return false;
-  if (!m_bManualReset) m_bSignalled = false;
-  return true;
 }
 
 QELManualEvent::~QELManualEvent() = default;

@@ -32,7 +32,7 @@ install_missing() {
 }
 
 build_tools=(g++:g++ cmake:cmake ninja-build:ninja)
-test_libraries=(libgtest-dev:/usr/include/gtest/gtest.h)
+test_libraries=(libgtest-dev:/usr/include/gtest/gtest.h libbenchmark-dev:/usr/include/benchmark/benchmark.h)
 
 # build_preset PRESET TARGET [OPTION...]: builds a target of a preset, below build/.
 build_preset() {

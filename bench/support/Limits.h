@@ -1,0 +1,8 @@
+#pragma once
+
+#include "Results.h"
+
+/// Prints what tavok is held to, beside what was measured. Of no consequence for the exit status:
+/// one run on a busy machine proves little.
+void PrintLimits(const Results& results, const std::vector<Point>& points,
+                 const std::vector<Point>& longRun, const std::vector<Subject>& subjects);

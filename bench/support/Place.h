@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+/// Throws std::runtime_error with `what` and the text of errno, unless `ok`.
+void Check(bool ok, const std::string& what);
+
+/// Where a subject listens and what it writes.
+struct Place {
+  std::filesystem::path Socket() const { return directory / "socket"; }
+  std::filesystem::path LogDirectory() const { return directory / "log"; }
+  std::filesystem::path Log() const { return LogDirectory() / "tmp.tavok"; }
+
+  /// The port or the socket's path.
+  std::string Listening() const { return udp ? std::to_string(port) : Socket().string(); }
+
+  std::filesystem::path directory;
+  bool udp = false;   // listens on the port, of 127.0.0.1; else on the socket
+  unsigned port = 0;  // UDP
+};
+
+/// A UDP port of 127.0.0.1 that nobody has bound now.
+unsigned FreePort();
+
+/// A connected datagram socket to a place; the caller closes it. Throws when nobody listens there,
+/// which of UDP nobody can know.
+int ConnectedSocket(const Place& place);
+
+/// Whether somebody listens there.
+bool IsListening(const Place& place);

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Load.h"
+
+/// A load, and where it lies on the axis of its plot.
+struct Point {
+  std::string section;
+  double x = 0;
+  std::string title;
+  Load load;
+};
+
+/// One subject under one load, once.
+struct Measurement {
+  double Figure(const std::string& name) const { return figures.at(name); }
+
+  std::string section;
+  double x = 0;
+  std::string subject;
+  int round = 0;
+  bool unchanged = true;  // the text in the file
+  std::map<std::string, double> figures;
+};
+
+/// Of an empty list, not a number.
+double Median(std::vector<double> values);
+
+/// Everything that one run has measured. A round's measurements of one point were made one after
+/// the other, so a ratio is made within a round, and the median is taken of the ratios.
+class Results {
+ public:
+  void Add(const Measurement& measurement) { m_all.push_back(measurement); }
+
+  /// Not a number, when it was not measured.
+  double MedianOf(const Point& point, const std::string& subject, const std::string& figure) const;
+
+  /// The ratios of a figure to another subject's, one a round, in rising order.
+  std::vector<double> Ratios(const Point& point, const std::string& subject,
+                             const std::string& other, const std::string& figure) const;
+
+  /// Prints what the subjects have made of one load, as a table.
+  void PrintTable(const Point& point, const std::vector<Subject>& subjects) const;
+
+  /// Prints how tavok's cost and the bare loop's develop over the points of one run.
+  void PrintCourse(const std::vector<Point>& points) const;
+
+  /// One row a measurement.
+  void WriteRows(const std::string& path) const;
+
+  /// One row a subject and load: medians, and medians of ratios to the bare loop.
+  void WriteMedians(const std::string& path, const std::vector<Point>& points,
+                    const std::vector<Subject>& subjects) const;
+
+ private:
+  std::vector<const Measurement*> Of(const Point& point, const std::string& subject) const;
+
+  std::vector<Measurement> m_all;
+};

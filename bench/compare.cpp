@@ -177,6 +177,9 @@ class Comparison {
 
   // Returns whether everything that was sent over the Unix socket has arrived.
   bool Run() {
+    if (m_subjects.empty() || (m_plan.empty() && m_longPlan.empty())) {
+      throw std::runtime_error("nothing to measure: no such subject, or no such section");
+    }
     std::filesystem::create_directories(m_options.out);
     DescribeMachine();
     for (std::size_t i = 0; i < m_plan.size(); ++i) MeasurePoint(i);

@@ -16,10 +16,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr long kWarmUpDatagrams = 200;
+constexpr long kWarmUpDatagrams = 40;  // they fit into a receive buffer: none is lost
 constexpr useconds_t kSettleUs = 20'000;
-constexpr auto kQuiet =
-    std::chrono::milliseconds(500);  // when this long nothing comes, that is all
+// When this long nothing comes, that was all.
+constexpr std::chrono::milliseconds kQuiet(10'000);
+constexpr std::chrono::milliseconds kQuietUdp(500);  // where some may have been lost
 
 std::string Text(unsigned size) { return std::string(size - 1, 'x') + "\n"; }
 
@@ -94,10 +95,11 @@ void SendFromProcesses(const Load& load, const Place& place) {
 }
 
 // Returns when the last byte came.
-Clock::time_point AwaitLogged(const Running& subject, std::uintmax_t wanted) {
+Clock::time_point AwaitLogged(const Running& subject, std::uintmax_t wanted,
+                              std::chrono::milliseconds quiet) {
   std::uintmax_t logged = subject.LoggedBytes();
   auto last = Clock::now();
-  while (logged < wanted && Clock::now() - last < kQuiet) {
+  while (logged < wanted && Clock::now() - last < quiet) {
     ::usleep(1000);
     const std::uintmax_t now = subject.LoggedBytes();
     if (now == logged) continue;
@@ -119,7 +121,7 @@ bool HoldsOnly(const std::filesystem::path& log, const std::string& text) {
 
 Written WarmUp(const Load& load, const Running& subject) {
   SendFromProcesses({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject.At());
-  AwaitLogged(subject, std::uintmax_t{kWarmUpDatagrams} * load.size);
+  AwaitLogged(subject, std::uintmax_t{kWarmUpDatagrams} * load.size, kQuiet);
   ::usleep(kSettleUs);  // for what a subject adds to the last one
   const std::uintmax_t bytes = subject.LoggedBytes();
   if (bytes == 0 || bytes % kWarmUpDatagrams != 0) {
@@ -136,7 +138,7 @@ Outcome Send(const Load& load, const Running& subject, const Written& each) {
   const auto begin = Clock::now();
   SendFromProcesses(load, subject.At());
   const std::uintmax_t wanted = before + static_cast<std::uintmax_t>(outcome.sent) * each.bytes;
-  const auto end = AwaitLogged(subject, wanted);
+  const auto end = AwaitLogged(subject, wanted, load.udp ? kQuietUdp : kQuiet);
   outcome.cpuSeconds = subject.CpuSeconds() - cpu;
   outcome.seconds = std::chrono::duration<double>(end - begin).count();
   outcome.received = static_cast<long>((subject.LoggedBytes() - before) / each.bytes);

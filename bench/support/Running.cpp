@@ -15,7 +15,6 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <thread>
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
@@ -37,12 +36,16 @@ double MsSince(Clock::time_point begin) {
 }  // namespace
 
 void UseProcessors(Processors share) {
-  const unsigned count = std::thread::hardware_concurrency();
-  if (count < 2) return;
   cpu_set_t set;
-  CPU_ZERO(&set);
-  for (unsigned i = 0; i < count; ++i) {
-    if ((i == count - 1) == (share == Processors::kSender)) CPU_SET(i, &set);
+  Check(::sched_getaffinity(0, sizeof set, &set) == 0, "sched_getaffinity");
+  if (CPU_COUNT(&set) < 2) return;
+  std::size_t last = CPU_SETSIZE - 1;
+  while (!CPU_ISSET(last, &set)) --last;
+  if (share == Processors::kSender) {
+    CPU_ZERO(&set);
+    CPU_SET(last, &set);
+  } else {
+    CPU_CLR(last, &set);
   }
   Check(::sched_setaffinity(0, sizeof set, &set) == 0, "sched_setaffinity");
 }

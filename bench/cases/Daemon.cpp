@@ -55,14 +55,13 @@ BENCHMARK(RecyclingScan)->Arg(10)->Arg(1000)->Arg(100'000);
 void RecyclingScan_ReaddirStat(benchmark::State& state) {
   const RotatedFiles files(state.range(0));
   char path[PATH_MAX];
-  std::strcpy(path, files.path.c_str());
-  char* const name = path + files.path.size();
+  char* const name = path + files.path.copy(path, sizeof path);
   for (auto _ : state) {
     DIR* const directory = ::opendir(files.path.c_str());
     off_t total = 0;
     while (const dirent* const entry = ::readdir(directory)) {
       struct stat status;
-      std::strcpy(name, entry->d_name);
+      std::memcpy(name, entry->d_name, std::strlen(entry->d_name) + 1);
       if (::stat(path, &status) == 0) total += status.st_size;
     }
     ::closedir(directory);

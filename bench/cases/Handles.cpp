@@ -14,6 +14,7 @@ struct Counted : CRefCountNumber {
 void HandleCopyAndDrop(benchmark::State& state) {
   const CRefCount<Counted> handle = new Counted;
   for (auto _ : state) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): that is what is measured
     const CRefCount<Counted> copy = handle;
     benchmark::DoNotOptimize(copy.Get());
   }
@@ -23,6 +24,7 @@ BENCHMARK(HandleCopyAndDrop);
 void HandleCopyAndDrop_SharedPtr(benchmark::State& state) {
   const auto handle = std::make_shared<int>(1);
   for (auto _ : state) {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): that is what is measured
     const std::shared_ptr<int> copy = handle;
     benchmark::DoNotOptimize(copy.get());
   }

@@ -2,17 +2,14 @@
 // Options are Google Benchmark's; bench/micro runs this.
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
-#include "QELSync.h"
 #include "QELThread.h"
 
 namespace {
 
-QELManualEvent s_done;
-
 unsigned RunAll() {
   benchmark::RunSpecifiedBenchmarks();
-  s_done.Set();
   return 0;
 }
 
@@ -23,7 +20,8 @@ unsigned RunAll() {
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  qel::QELBeginThread(&RunAll);
-  s_done.Lock(qel::QELInfinite);
+  CRefCount<qel::QELThread> thread;
+  qel::QELBeginThread(thread, &RunAll);
+  while (thread->IsRunning()) ::usleep(1000);
   return 0;
 }

@@ -50,13 +50,14 @@ int TryConnectedSocket(const Place& place) {
   return -1;
 }
 
+constexpr std::size_t kEndOfLocalAddress = 20;  // in a line of the table below; the peer's follows
+
 bool IsBoundUdp(unsigned port) {
   std::ifstream table("/proc/net/udp");
   char wanted[8];
   std::snprintf(wanted, sizeof wanted, ":%04X ", port);
   for (std::string line; std::getline(table, line);) {
-    const std::size_t local = line.find(wanted);
-    if (local != std::string::npos && local < 20) return true;
+    if (line.find(wanted) < kEndOfLocalAddress) return true;
   }
   return false;
 }

@@ -83,7 +83,7 @@ std::uintmax_t Running::LoggedBytes() const {
 
 double Running::CpuSeconds() const {
   clockid_t clock;
-  timespec time;
+  timespec time{};
   errno = ::clock_getcpuclockid(m_pid, &clock);
   Check(errno == 0 && ::clock_gettime(clock, &time) == 0, "CPU time of a subject");
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
@@ -106,6 +106,7 @@ void Running::Start(const Subject& subject) {
     words.insert(words.end(), {"-s", std::to_string(m_semaphore)});
   }
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
 

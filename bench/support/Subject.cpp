@@ -27,7 +27,7 @@ fs::path FilledIn(const Place& place, const std::string& name) {
       text.replace(at, mark.size(), value);
     }
   }
-  const fs::path conf = place.directory / name;
+  fs::path conf = place.directory / name;
   std::ofstream(conf) << text;
   return conf;
 }
@@ -99,7 +99,7 @@ std::string FindProgram(const std::string& name) {
   const char* const path = std::getenv("PATH");
   std::istringstream directories(std::string(path == nullptr ? "" : path) + ":/usr/sbin:/sbin");
   for (std::string directory; std::getline(directories, directory, ':');) {
-    const std::string program = directory + "/" + name;
+    std::string program = fs::path(directory) / name;
     if (::access(program.c_str(), X_OK) == 0) return program;
   }
   return "";

@@ -84,12 +84,15 @@ SystemCalls::SystemCalls(pid_t pid, const std::string& scratch) : m_scratch(scra
 }
 
 SystemCalls::~SystemCalls() {
-  if (m_strace != -1) (void)StopStrace();
+  if (m_strace != -1) EndStrace();
   for (const int counter : m_counters) ::close(counter);
 }
 
 long SystemCalls::Stop() {
-  if (m_strace != -1) return StopStrace();
+  if (m_strace != -1) {
+    EndStrace();
+    return ReadStrace();
+  }
   long total = 0;
   for (const int counter : m_counters) {
     long count = 0;
@@ -115,10 +118,13 @@ void SystemCalls::StartStrace(pid_t pid) {
   }
 }
 
-// Its table ends with "<calls> total".
-long SystemCalls::StopStrace() {
+void SystemCalls::EndStrace() noexcept {
   ::kill(m_strace, SIGINT);
   ::waitpid(std::exchange(m_strace, -1), nullptr, 0);
+}
+
+// Its table ends with "<calls> total".
+long SystemCalls::ReadStrace() const {
   std::ifstream table(m_scratch);
   for (std::string line; std::getline(table, line);) {
     std::istringstream words(line);

@@ -26,7 +26,8 @@ class SystemCalls {
 
  private:
   void StartStrace(pid_t pid);
-  long StopStrace();
+  void EndStrace() noexcept;
+  long ReadStrace() const;
 
   const std::string m_scratch;
   std::vector<int> m_counters;

@@ -140,4 +140,5 @@ class [[nodiscard]] QELThread::CWaitingIn {
   QELThread* const m_pThread;
   QELSyncObject* m_pOuter = nullptr;
 };
+
 }  // namespace qel

@@ -75,7 +75,7 @@ bool CLogServerEngine::Write(const char* text) {
     (void)m_file.Flush();
     if (written) return true;
   }
-  // Not under the lock: a standard error that nobody reads would hold up the SIGHUP handler too.
+  // Not under the lock: a report may have to wait, and would hold up the SIGHUP handler too.
   Log(kLogError, "CLogServerEngine::Write failed Error:%d", error);
   return false;
 }

@@ -44,14 +44,15 @@ class CLogServerEngine {
 
   /// Deletes rotated files, oldest first: while their total size is at the limit or above, then
   /// while the oldest has reached the maximum age. Throws CFile::CException when a file cannot be
-  /// deleted. Takes no lock: nothing else touches rotated files.
+  /// deleted. On a library thread, ends early when that is asked to stop. Takes no lock: nothing
+  /// else touches rotated files.
   void Recycle();
 
   /// Scans the directory for rotated files: all names that contain "tavok_". `totalSize` becomes
   /// the sum of their sizes in bytes, modulo 2^32. When one changed its status before `oldestTime`
   /// (seconds since the epoch), the earliest such time and the full path replace `oldestTime` and
-  /// `oldestName`. A directory that cannot be read counts as empty. A file that cannot be examined
-  /// counts as empty and as old as can be.
+  /// `oldestName`. A directory that cannot be read counts as empty. What cannot be examined, such
+  /// as a dangling link, counts as empty and is never the oldest.
   void GetLastModified(std::string& oldestName, std::uint32_t& totalSize,
                        std::uint32_t& oldestTime) const;
 

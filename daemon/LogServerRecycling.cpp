@@ -2,8 +2,10 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 #include "LogServerEngine.h"
 #include "QELDateTime.h"
@@ -12,7 +14,15 @@
 namespace {
 
 constexpr const char* kRotatedMark = "tavok_";  // anywhere in the name
+constexpr std::time_t kNeverOldest = UINT32_MAX;
 constexpr unsigned kCheckIntervalMs = 15000;
+
+// A pass over very many files takes minutes. It must not outlast a stop, which would in the end
+// cancel it by force, at a point where that may not unwind.
+bool IsStopping() {
+  qel::QELThread* const thread = qel::QELThread::Current();
+  return thread != nullptr && thread->StopEvent().IsSignalled();
+}
 
 void Delete(const std::string& path) {
   if (std::remove(path.c_str()) == -1) throw qel::CFile::CException(errno, "delete file failed");
@@ -32,11 +42,9 @@ unsigned CLogServerEngine::BgrWorkerThread() {
 }
 
 void CLogServerEngine::KeepWithinLimits() {
-  try {
+  LogFileFailure([this] {
     if (RotateWhenFull()) Recycle();
-  } catch (const qel::CFile::CException& e) {
-    Log(kLogError, "CLogServerEngine file system error:%d", e.m_nError);
-  }
+  });
 }
 
 // Returns false when no file is open. The lock spans the look and the rotation: between them,
@@ -51,7 +59,7 @@ bool CLogServerEngine::RotateWhenFull() {
 void CLogServerEngine::Recycle() {
   const long long now = qel::CDateTime::GetCurrentGMTTime().GetSeconds();
   std::string oldestName;
-  for (;;) {
+  while (!IsStopping()) {
     std::uint32_t totalSize = 0;
     auto oldestTime = static_cast<std::uint32_t>(now);
     GetLastModified(oldestName, totalSize, oldestTime);
@@ -77,6 +85,7 @@ void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& t
     if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
     path.assign(m_strDirName).append(entry->d_name);
     struct stat status {};
+    status.st_ctime = kNeverOldest;  // stays when there is nothing to examine
     (void)::stat(path.c_str(), &status);
     const auto changed = static_cast<std::uint32_t>(status.st_ctime);
     if (oldestTime > changed) {

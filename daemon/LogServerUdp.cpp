@@ -59,9 +59,9 @@ unsigned CLogServerUdp::MainWorkerThread(void* receiver) {
 }
 
 unsigned CLogServerUdp::MainWorkerThread() {
-  char text[kMaxText + 1];
   try {
     while (!m_thread->StopEvent().Lock(0)) {
+      char text[kMaxText + 1];
       if (!ReceiveText(text)) continue;
       if (!m_pEngine->Write(text)) {
         Log(kLogError, "CLogServerUdp::MainWorkerThread() fwrite failed");

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <cerrno>
+#include <new>
 #include <string>
+
+#include "QELFile.h"
 
 /// Small services of the daemon: its report channel, its pid file, the directory for temporary
 /// files. None of these throws for an input/output failure.
@@ -10,10 +14,27 @@ inline constexpr int kLogError = 3;
 inline constexpr int kLogWarning = 4;
 inline constexpr int kLogInfo = 6;
 
-/// Reports to standard error and to the system log, chomped. Blocks while either takes nothing.
+/// Reports to standard error and to the system log, chomped. One that takes nothing (a pipe or a
+/// system logger that nobody reads) is waited for, for 100 ms, and then does not get the message.
 /// Keeps 20478 characters. Any thread may call it; it takes no lock of its own, does not allocate
 /// and never fails visibly.
 void Log(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+/// Runs a step of the engine's and logs what the file system, or a lack of memory, did to it. Other
+/// exceptions pass.
+template <class Step>
+void LogFileFailure(Step step) {
+  const auto log = [](int error) {
+    Log(kLogError, "CLogServerEngine file system error:%d", error);
+  };
+  try {
+    step();
+  } catch (const qel::CFile::CException& e) {
+    log(e.m_nError);
+  } catch (const std::bad_alloc&) {
+    log(ENOMEM);
+  }
+}
 
 /// Removes one LF and then one CR from the end of a counted text. Looks at the byte before the text
 /// when the text is empty, which must not be one of the two.

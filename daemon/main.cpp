@@ -42,11 +42,7 @@ void InstallSigHup();
 void sighup(int) {
   const int error = errno;
   if (CLogServerEngine* const engine = CLogServerEngine::m_pLogServerEngine) {
-    try {
-      engine->Rotate();
-    } catch (const qel::CFile::CException& e) {
-      Log(kLogError, "CLogServerEngine file system error:%d", e.m_nError);
-    }
+    LogFileFailure([engine] { engine->Rotate(); });
   }
   InstallSigHup();
   errno = error;

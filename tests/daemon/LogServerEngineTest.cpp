@@ -15,8 +15,9 @@ TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
   EXPECT_TRUE(engine.Write("second"));
   engine.Rotate();
   const std::time_t now = std::time(nullptr);
+  std::tm utc;
   char name[64];
-  std::strftime(name, sizeof name, "tavok_%Y%m%d_%H%M%S.log", ::gmtime(&now));
+  std::strftime(name, sizeof name, "tavok_%Y%m%d_%H%M%S.log", ::gmtime_r(&now, &utc));
   EXPECT_EQ((std::set<std::string>{name, "tmp.tavok"}), LogFiles(dir));
   EXPECT_EQ("second", Logged(dir));
 }

@@ -16,4 +16,7 @@ TEST(Util, LogIsChompedOnceAndCut) {
     Log(kLogError, "%s", text.c_str());
     EXPECT_EQ(expected + "\n", testing::internal::GetCapturedStderr());
   }
+  testing::internal::CaptureStderr();
+  LogFileFailure([] { throw std::bad_alloc(); });
+  EXPECT_EQ("CLogServerEngine file system error:12\n", testing::internal::GetCapturedStderr());
 }

@@ -31,9 +31,13 @@ int BoundSocket(bool udp, const char* where) {
   const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM, 0);
   const auto* const address =
       udp ? reinterpret_cast<const sockaddr*>(&inet) : reinterpret_cast<const sockaddr*>(&local);
-  if (::bind(fd, address, udp ? sizeof inet : sizeof local) == -1) return -1;
   const int size = 65536;
-  return ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == -1 ? -1 : fd;
+  if (::bind(fd, address, udp ? sizeof inet : sizeof local) == 0 &&
+      ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0) {
+    return fd;
+  }
+  ::close(fd);
+  return -1;
 }
 
 void Collect(int fd, int file) {

@@ -69,7 +69,8 @@ void Pace(Sender& sender, long datagrams, unsigned rate) {
   const std::chrono::nanoseconds step(1'000'000'000 / rate);
   auto next = Clock::now();
   for (long sent = 0; sent < datagrams; ++sent, next += step) {
-    while (Clock::now() < next) continue;
+    while (Clock::now() < next) {
+    }
     sender.Send();
   }
 }

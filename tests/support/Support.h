@@ -72,7 +72,7 @@ class Collector {
     ::unlink(path);
     const sockaddr_un to = UnixAddress(path);
     EXPECT_EQ(0, ::bind(m_fd, reinterpret_cast<const sockaddr*>(&to), sizeof to)) << path;
-    m_reader = std::jthread([this](std::stop_token stop) { Read(stop); });
+    m_reader = std::jthread([this](const std::stop_token& stop) { Read(stop); });
   }
   ~Collector() {
     m_reader = {};

@@ -1,0 +1,98 @@
+#include "Trial.h"
+
+namespace {
+
+struct Fault {
+  const char* fault;
+  const char* says;  // among the daemon's messages
+  int mayMiss = 0;   // messages that the fault takes with it
+  int status = 0;    // of the end; 1: it ends at once
+};
+
+constexpr int kPortion = 50;
+constexpr int kReceptionEnds = 3 * kPortion;
+const char* const kNothing = "";
+
+const Fault kFaults[] = {
+    {"mkdir,log,1,13", "CLogServerUdp::Init failed to create directory ", 0, 1},
+    {"fopen,tmp.tavok,1,13", "CLogServerUdp::Init failed to open file ", 0, 1},
+    {"socket,-,1,24", "CLogServerUdp::Init Error (24):24\nfailed to init log server\n", 0, 1},
+    {"bind,-,1,98", "CLogServerUdp::Init Error (98):98\nfailed to init log server\n", 0, 1},
+    {"setsockopt,-,1,1", "CLogServerUdp::Init Error (1):1\nfailed to init log server\n", 0, 1},
+    {"signal,-,4,22", "signal SIGHUP failed: 22-Invalid argument\n"},  // in the handler
+    {"signal,-,3,22", "LogServer signal SIGTERM failed: 22-Invalid argument\n", 0, 143},
+    {"fopen,pid,1,13", kNothing},
+    {"fopen,pid,2,13", "failed to write to pid file "},
+    {"fwrite,-,1,28", kNothing},  // of the pid file
+    {"remove,pid,1,13", kNothing},
+    {"unlink,socket,1,13", kNothing},
+    {"semop,-,1,11", kNothing},
+    {"socket,-,2,24", "CStatsServer::Init() - Failed to create socket: QELTrace_"},
+    {"socket,-,3,24", kNothing},  // the look for the system logger
+    {"sendto,-,1,105", kNothing},
+    {"recvfrom,-,1,12", "CLogServerUdp::MainWorkerThread() - Error 12 - Error (12)\n",
+     kReceptionEnds},
+    {"select,-,1,12", "CLogServerUdp::MainWorkerThread() - Error 12 - Error (12)\n",
+     kReceptionEnds},
+    {"select,-,2,4", kNothing},
+    {"fwrite,-,2,28",
+     "CLogServerEngine::Write failed Error:28\n"
+     "CLogServerUdp::MainWorkerThread() fwrite failed\n",
+     1},
+    {"fflush,-,1,28", kNothing},
+    {"fclose,-,3,28", kNothing},
+    {"remove,tavok_,1,13", kNothing},
+    {"rename,tmp.tavok,1,18", "CLogServerEngine file system error:18\n", kPortion},
+    {"fopen,tmp.tavok,2,24", "CLogServerEngine file system error:24\n", kPortion},
+    {"opendir,log,1,24", kNothing},
+    {"stat,tavok_,1,5", kNothing},
+};
+
+// Sends a portion of the messages, to a daemon that takes them.
+void SendPortion(const TempDir& dir, int portion) {
+  const Sender sender(dir / "socket");
+  for (int i = 0; i < kPortion; ++i) sender.Send(Numbered(0, portion * kPortion + i));
+}
+
+}  // namespace
+
+// Three portions with a rotation after each of the first two. What the fault takes away is lost,
+// everything before it is as it was, and from the next rotation on all is well.
+TEST(Fault, IsReportedAndPassesAndDamagesNothing) {
+  std::vector<std::jthread> trials;
+  for (const Fault& fault : kFaults) {
+    trials.emplace_back([&fault] {
+      const TempDir dir;
+      std::filesystem::create_directory(dir / "log");
+      WriteFile(dir / "log/0_tavok_of_earlier", "");
+      WriteFile(dir / "pid", fault.fault[0] == 'f' ? "2147483647" : "");
+      Daemon daemon(dir, "", "", Shimmed(fault.fault));
+      if (fault.status != 1) {
+        EXPECT_TRUE(daemon.IsUp()) << fault.fault;
+        for (int portion = 0; portion < 3; ++portion) {
+          if (fault.mayMiss != kReceptionEnds) SendPortion(dir, portion);
+          Nap(1100);  // two rotations in a second would replace a file
+          std::ofstream(dir / "log/tmp.tavok", std::ios::app);  // should it be missing
+          if (portion < 2) daemon.Signal(SIGHUP);
+        }
+      }
+      EXPECT_TRUE(daemon.Says(fault.says)) << fault.fault << daemon.Output();
+      EXPECT_EQ(fault.status, fault.status == 1 ? daemon.Exit() : daemon.Stop()) << fault.fault;
+      EXPECT_TRUE(std::filesystem::exists(dir / "log/0_tavok_of_earlier")) << fault.fault;
+      if (fault.status == 1) return;
+      EXPECT_EQ("", NumberedFault(Logged(dir), {3 * kPortion}, fault.mayMiss)) << fault.fault;
+    });
+  }
+  trials.clear();
+  Figure("%zu faults", std::size(kFaults));
+}
+
+TEST(Fault, WithoutThreadsTheStartWaitsAndCanBeKilled) {
+  const TempDir dir;
+  Daemon daemon(dir, "", "", Shimmed("pthread_create,-,1,11"));
+  EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(dir / "socket"); }));
+  daemon.Signal(SIGTERM);
+  Nap(1000);
+  EXPECT_FALSE(daemon.HasEnded() || daemon.Semaphore() != 0);
+  EXPECT_EQ(128 + SIGKILL, daemon.Stop(SIGKILL));
+}

@@ -72,7 +72,7 @@ TEST(Fault, IsReportedAndPassesAndDamagesNothing) {
         for (int portion = 0; portion < 3; ++portion) {
           if (fault.mayMiss != kReceptionEnds) SendPortion(dir, portion);
           Nap(1100);  // two rotations in a second would replace a file
-          std::ofstream(dir / "log/tmp.tavok", std::ios::app);  // should it be missing
+          std::ofstream(dir / "log/tmp.tavok", std::ios::app).close();  // should it be missing
           if (portion < 2) daemon.Signal(SIGHUP);
         }
       }

@@ -16,7 +16,9 @@ TEST(Flood, Of64Senders) {
 }
 
 // What is kept of a datagram.
-static std::string TextOf(const std::string& datagram) { return datagram.substr(0, 1024).c_str(); }
+static std::string TextOf(const std::string& datagram) {
+  return datagram.substr(0, std::min(datagram.find('\0'), std::size_t{1024}));
+}
 
 // Datagrams of random bytes, of each size that UDP can carry. Over UDP each is awaited: the socket
 // drops what it has no room for.

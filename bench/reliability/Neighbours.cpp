@@ -16,8 +16,8 @@ class Wedged {
     const auto* const address = reinterpret_cast<const sockaddr*>(&at);
     EXPECT_EQ(0, ::bind(m_fd, address, sizeof at)) << path;
     const int filler = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
-    for (int i = 0; i < 10000 && ::sendto(filler, "x", 1, 0, address, sizeof at) == 1; ++i)
-      continue;
+    for (int i = 0; i < 10000 && ::sendto(filler, "x", 1, 0, address, sizeof at) == 1; ++i) {
+    }
     ::close(filler);
   }
   ~Wedged() { ::close(m_fd), ::unlink(m_path); }
@@ -32,7 +32,8 @@ void RunsWell(const std::string& arguments = "") {
   const TempDir dir;
   ASSERT_EQ(0, ::mkfifo((dir / "unread").c_str(), 0600));
   const int unread = ::open((dir / "unread").c_str(), O_RDWR | O_NONBLOCK);
-  while (::write(unread, "x", 1) == 1) continue;
+  while (::write(unread, "x", 1) == 1) {
+  }
   const auto begin = std::chrono::steady_clock::now();
   {
     const Daemon daemon(dir, "", arguments);
@@ -80,7 +81,7 @@ TEST(Neighbours, TracedToACollectorThatIsFull) {
 }
 
 TEST(Neighbours, TracedToACollectorThatComesAndGoes) {
-  std::jthread restarts([](std::stop_token stop) {
+  std::jthread restarts([](const std::stop_token& stop) {
     while (!stop.stop_requested()) {
       const Collector collector(kTrace);
       Nap(20);

@@ -13,6 +13,7 @@ TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
   for (int i = 0; i < rotations; ++i) {
     Nap(1100);
     daemon.Signal(SIGHUP);
+    daemon.Signal(SIGSTOP), Nap(20), daemon.Signal(SIGCONT);  // as a debugger does
     ASSERT_EQ("", auditor.Read(false));
   }
   const auto& counts = flood.Stop();
@@ -72,6 +73,7 @@ static bool SignalBefore(int call, int signal) {
     return true;
   }
   EXPECT_EQ(0, status) << call;
+  EXPECT_EQ(std::string::npos, daemon.Output().find("error")) << daemon.Output();
   EXPECT_FALSE(std::filesystem::exists(dir / "pid") || std::filesystem::exists(dir / "socket"));
   return true;
 }
@@ -80,6 +82,7 @@ TEST(Signal, AtEveryStepOfStartAndStop) {
   for (const int signal : {SIGHUP, SIGTERM}) {
     std::atomic<int> next = 1, steps = 0;
     std::vector<std::jthread> threads;
+    threads.reserve(8);
     for (int i = 0; i < 8; ++i) {
       threads.emplace_back([&] {
         while (next <= 200 && SignalBefore(next++, signal)) ++steps;

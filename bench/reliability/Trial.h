@@ -65,7 +65,7 @@ class Flood {
   Flood(const TempDir& dir, std::size_t senders, int pauseMs = 0)
       : m_to(UnixAddress(dir / "socket")), m_pauseMs(pauseMs), m_counts(senders) {
     for (std::size_t i = 0; i < senders; ++i) {
-      m_threads.emplace_back([this, i](std::stop_token stop) { Run(stop, i); });
+      m_threads.emplace_back([this, i](const std::stop_token& stop) { Run(stop, i); });
     }
   }
 
@@ -94,7 +94,7 @@ class Flood {
         if (m_pauseMs > 0) Nap(m_pauseMs);
         continue;
       }
-      ::close(fd);
+      if (fd != -1) ::close(fd);
       if ((fd = Connected()) == -1) Nap(1);
     }
     ::close(fd);
@@ -120,7 +120,7 @@ class Auditor {
     for (const std::string& name : LogFiles(m_dir)) {
       if (name <= m_last || (name == "tmp.tavok" && !all)) continue;
       m_last = name, m_files += 1;
-      const std::string fault = m_reader.Read(ReadFile(m_dir / ("log/" + name)));
+      std::string fault = m_reader.Read(ReadFile(m_dir / ("log/" + name)));
       if (!fault.empty()) return fault;
     }
     return {};

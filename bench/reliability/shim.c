@@ -63,6 +63,7 @@ static int Fault(const char* function, const char* path) {
   return g_error;
 }
 
+// Types and lists of parameters take no parentheses. NOLINTBEGIN(bugprone-macro-parentheses)
 #define WRAP(type, name, path, failure, parameters, arguments)            \
   type name parameters {                                                  \
     static type(*real) parameters;                                        \
@@ -72,6 +73,7 @@ static int Fault(const char* function, const char* path) {
     errno = error;                                                        \
     return failure;                                                       \
   }
+// NOLINTEND(bugprone-macro-parentheses)
 
 WRAP(FILE*, fopen, path, NULL, (const char* path, const char* mode), (path, mode))
 WRAP(size_t, fwrite, NULL, 0, (const void* p, size_t n, size_t count, FILE* f), (p, n, count, f))

@@ -53,7 +53,7 @@ class NumberedReader {
 inline std::string NumberedFault(const std::string& logged, const std::vector<int>& counts,
                                  long mayMiss = 0) {
   NumberedReader reader(counts.size());
-  if (const std::string fault = reader.Read(logged); !fault.empty()) return fault;
+  if (std::string fault = reader.Read(logged); !fault.empty()) return fault;
   const long missing = reader.Missing(counts);
   return 0 <= missing && missing <= mayMiss ? "" : std::to_string(missing) + " are missing";
 }

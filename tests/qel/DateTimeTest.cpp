@@ -49,7 +49,8 @@ TEST(DateTime, TheZoneShiftsCalendarPartsAndIsPrintedRounded) {
     std::string parts, packed;
     CDateTime(2024, 7, 31, 12, 30, 58).Format("%Y-%m-%d %H:%M:%S", parts);
     CDateTime(44 << 9 | 7 << 5 | 31, 12 << 11 | 30 << 5 | 29).Format("%Y-%m-%d %H:%M:%S", packed);
-    EXPECT_EQ("2024-07-31 12:30:58 2024-07-31 12:30:58", parts + " " + packed);
+    EXPECT_EQ("2024-07-31 12:30:58", parts);
+    EXPECT_EQ("2024-07-31 12:30:58", packed);
   }
 }
 

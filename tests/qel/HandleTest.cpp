@@ -27,7 +27,7 @@ TEST(Handle, ASlotCanBeReplacedUnderItsReaders) {
   CLockedRefCount<Object> slot;
   slot.Set(new Object(dead));
   const CRefCount<Object> held = slot.Get();
-  std::jthread reader([&](std::stop_token stop) {
+  std::jthread reader([&](const std::stop_token& stop) {
     while (!stop.stop_requested()) EXPECT_GE(slot.Get()->m_nRefCount, 1);
   });
   std::atomic<int> replaced = 0;

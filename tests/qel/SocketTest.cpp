@@ -158,12 +158,3 @@ TEST(Socket, BufferedReadsFollowTheGrowthRule) {
   EXPECT_EQ(11u, pair.near.ReceiveFrom(nullptr, 11, from, 0, 1));
   EXPECT_EQ(4u, pair.near.GetTotalNonBlockedReadBytes());
 }
-
-TEST(Socket, AStopReachesAThreadInASocketWait) {
-  static Pair pair(SOCK_DGRAM);
-  CRefCount<QELThread> thread;
-  QELBeginThread(
-      thread, +[] { return Received(pair.near, nullptr, 8); });
-  thread->Stop();
-  EXPECT_FALSE(thread->IsRunning());
-}

@@ -27,11 +27,3 @@ TEST(String, Utf8IsEncodedFromTheLow16Bits) {
   ToUtf8({0x7F, 0x80, 0x7FF, 0x800, 0xD800, 0xFFFF, 0x1F600}, out);
   EXPECT_EQ("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\xA0\x80\xEF\xBF\xBF\xEF\x98\x80", out);
 }
-
-TEST(String, WideningAndNarrowingGoByteByByte) {
-  std::wstring wide;
-  std::string narrow;
-  ToWide("a\xE9\0", 3, wide);
-  FromWide((wide + wchar_t(0x100) + wchar_t(-2)).data(), 5, narrow);
-  EXPECT_EQ(std::string("a\xE9\0\xFF\xFE", 5), narrow);
-}

@@ -13,6 +13,7 @@ CLockedRefCount<QELThread> s_last;
 
 unsigned Plain() { return s_last.Set(QELThread::Current()), s_calls += 1, 0u; }
 unsigned WithArgument(void* argument) { return argument == &s_calls ? Plain() : 1; }
+// The library's signature. NOLINTNEXTLINE(performance-unnecessary-value-param)
 unsigned WithHandle(CRefCount<QELThread> self) { return WithArgument(self->GetArgument()); }
 
 // The ways in which a thread's function can end.
@@ -92,6 +93,7 @@ TEST(Thread, ManyPostersLoseNoItemAndWhatIsLeftIsReleasedUnrun) {
   QELBeginThread(spinning, Spin, nullptr);
   const CRefCount<CountingItem> left = new CountingItem;
   std::vector<std::jthread> posters;
+  posters.reserve(4);
   for (int poster = 0; poster < 4; ++poster) {
     posters.emplace_back([&] {
       for (int i = 0; i < 50; ++i) waiting->QueueAPC(new CountingItem);

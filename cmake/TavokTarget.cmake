@@ -17,5 +17,10 @@ function(tavok_target target)
     target_compile_options(${target} PRIVATE
       $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
   endif()
+  if(TAVOK_FUZZ)
+    # Tells the fuzzer which branches an input takes; without the fuzzer's own main function.
+    target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    target_link_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+  endif()
   target_link_options(${target} PRIVATE -Wl,-z,relro,-z,now)
 endfunction()

@@ -28,7 +28,7 @@ TEST(Directory, OfVeryManyFilesOfEveryKind) {
   ASSERT_TRUE(daemon.IsUp() && daemon.Says("File expired"));
   begin = std::chrono::steady_clock::now();
   EXPECT_EQ(0, daemon.Stop());
-  EXPECT_LT(SecondsSince(begin), 4);
+  EXPECT_LT(SecondsSince(begin), 5.5);  // earlier than a worker is cancelled by force
   Figure("%zu files, all expired: stops in %.1f s, %zu deleted", files, SecondsSince(begin),
          files + 3 - LogFiles(dir).size());
 }

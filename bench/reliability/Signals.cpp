@@ -11,8 +11,7 @@ TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
   auditor.Expect(4);
   Flood flood(dir, 4);
   for (int i = 0; i < rotations; ++i) {
-    Nap(1100);
-    daemon.Signal(SIGHUP);
+    Rotate(dir, daemon);
     daemon.Signal(SIGSTOP), Nap(20), daemon.Signal(SIGCONT);  // as a debugger does
     ASSERT_EQ("", auditor.Read(false));
   }

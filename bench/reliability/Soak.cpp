@@ -46,17 +46,13 @@ void RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Audi
   };
   EXPECT_TRUE(!phase.bySize || (Eventually(isFull) && Eventually(std::not_fn(isFull))));
   for (int i = 0; i < 4; ++i) {
-    Nap(1100);
-    if (!phase.bySize) daemon.Signal(SIGHUP);
+    phase.bySize ? Nap(1100) : Rotate(dir, daemon);
     EXPECT_EQ("", auditor.Read(false));
   }
   const auto& counts = flood.Stop();
-  Nap(1100);
-  daemon.Signal(SIGHUP);  // what is left of this load, into a file of its own
-  EXPECT_TRUE(Eventually([&] {
-    EXPECT_EQ("", auditor.Read(false));
-    return auditor.Missing(counts) == 0;
-  })) << auditor.Missing(counts);
+  Rotate(dir, daemon);  // what is left of this load, into a file of its own
+  EXPECT_EQ("", auditor.Read(false));
+  EXPECT_EQ(0, auditor.Missing(counts));
   messages += std::accumulate(counts.begin(), counts.end(), 0L);
 }
 

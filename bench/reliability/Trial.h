@@ -106,6 +106,21 @@ class Flood {
   std::vector<std::jthread> m_threads;
 };
 
+inline std::string NewestRotated(const TempDir& dir) {
+  auto names = LogFiles(dir);
+  names.erase("tmp.tavok");
+  return names.empty() ? "" : *names.rbegin();
+}
+
+// Has the daemon rotate, and waits until it has. Not within a second of the last time, which would
+// replace a file, however late that signal was heeded.
+inline void Rotate(const TempDir& dir, const Daemon& daemon) {
+  Nap(1100);
+  const std::string before = NewestRotated(dir);
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(Eventually([&] { return NewestRotated(dir) != before; }));
+}
+
 // Reads and checks the log while it is being written, file by file.
 class Auditor {
  public:

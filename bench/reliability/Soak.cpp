@@ -47,12 +47,10 @@ void RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Audi
   EXPECT_TRUE(!phase.bySize || (Eventually(isFull) && Eventually(std::not_fn(isFull))));
   for (int i = 0; i < 4; ++i) {
     phase.bySize ? Nap(1100) : Rotate(dir, daemon);
-    EXPECT_EQ("", auditor.Read(false));
+    EXPECT_EQ("", auditor.Read());
   }
   const auto& counts = flood.Stop();
-  Rotate(dir, daemon);  // what is left of this load, into a file of its own
-  EXPECT_EQ("", auditor.Read(false));
-  EXPECT_EQ(0, auditor.Missing(counts));
+  auditor.ReadToTheEnd(daemon, counts);
   messages += std::accumulate(counts.begin(), counts.end(), 0L);
 }
 

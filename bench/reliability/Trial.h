@@ -129,18 +129,24 @@ class Auditor {
   // From here on these senders write, each from number 0.
   void Expect(std::size_t senders) { m_reader = NumberedReader(senders); }
 
-  // Reads the rotated files that are new; with `all`, when nobody writes any more, the current one
-  // too. Returns the first fault.
-  std::string Read(bool all) {
+  // Reads the rotated files that are new. Returns the first fault.
+  std::string Read() {
     for (const std::string& name : LogFiles(m_dir)) {
-      if (name <= m_last || (name == "tmp.tavok" && !all)) continue;
+      if (name <= m_last || name == "tmp.tavok") continue;
       m_last = name, m_files += 1;
       std::string fault = m_reader.Read(ReadFile(m_dir / ("log/" + name)));
       if (!fault.empty()) return fault;
     }
     return {};
   }
-  long Missing(const std::vector<int>& counts) const { return m_reader.Missing(counts); }
+  // Has the daemon rotate, and again while the last messages are in its queue, until all is read.
+  void ReadToTheEnd(const Daemon& daemon, const std::vector<int>& counts) {
+    EXPECT_TRUE(Eventually([&] {
+      Rotate(m_dir, daemon);
+      EXPECT_EQ("", Read());
+      return m_reader.Missing(counts) == 0;
+    })) << m_reader.Missing(counts);
+  }
   int Files() const { return m_files; }
 
  private:

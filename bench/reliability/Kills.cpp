@@ -16,12 +16,12 @@ TEST(Kill, NothingWrittenIsLostAndNoLineIsTorn) {
     Daemon daemon(dir);
     ASSERT_TRUE(daemon.IsUp()) << daemon.Output();
     Nap(static_cast<int>(random() % 200));
+    const std::size_t seen = std::filesystem::file_size(dir / "log/tmp.tavok");
     // Some are killed in the middle of a rotation; two in a second would replace a file.
     if (const std::time_t now = std::time(nullptr); round % 2 == 0 && now > rotated) {
       daemon.Signal(SIGHUP);
       rotated = now + 1;
     }
-    const std::size_t seen = std::filesystem::file_size(dir / "log/tmp.tavok");
     ASSERT_EQ(128 + SIGKILL, daemon.Stop(SIGKILL));
     const std::string logged = Logged(dir);
     ASSERT_TRUE(logged.starts_with(read) && logged.size() >= seen);

@@ -6,7 +6,7 @@ TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
   const TempDir dir;
   const Daemon daemon(dir, "MaxSize=300\n");  // deletes what has been read
   ASSERT_TRUE(daemon.IsUp());
-  const int rotations = Scale(4, 180);
+  const int rotations = Scale(3, 180);
   Auditor auditor(dir);
   auditor.Expect(4);
   Flood flood(dir, 4);

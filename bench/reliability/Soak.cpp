@@ -45,7 +45,7 @@ void RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Audi
     return std::filesystem::file_size(dir / "log/tmp.tavok") > kMaxFileSize;
   };
   EXPECT_TRUE(!phase.bySize || (Eventually(isFull) && Eventually(std::not_fn(isFull))));
-  for (int i = 0; i < 4; ++i) {
+  for (int i = 0; i < Scale(1, 4); ++i) {
     phase.bySize ? Nap(1100) : Rotate(dir, daemon);
     EXPECT_EQ("", auditor.Read());
   }

@@ -13,15 +13,14 @@ class Daemon {
   // of the shell, and so is `prefix`, a command that runs tavok.
   explicit Daemon(const TempDir& dir, const std::string& settings = "",
                   const std::string& arguments = "", const std::string& prefix = "")
-      : m_output(dir / "output"), m_semaphore(::semget(IPC_PRIVATE, 1, 0600)), m_pid(::fork()) {
-    if (m_pid != 0) return;
+      : m_output(dir / "output"), m_semaphore(::semget(IPC_PRIVATE, 1, 0600)) {
     WriteFile(dir / "conf", "[LogServer]\nDirName=" + (dir / "log") + "\nPidFileName=" +
                                 (dir / "pid") + "\nPort=" + (dir / "socket") + "\n" + settings);
-    const std::string command = "cd " + (dir / "") + "; exec >>output 2>&1 setsid " + prefix +
-                                " tavok -c conf -s " + std::to_string(m_semaphore) + " " +
-                                arguments;
-    const char* const path = ::getenv("PATH");
-    ::setenv("PATH", (TAVOK_DIRECTORY ":" + std::string(path ? path : "")).c_str(), 1);
+    const std::string command = "PATH=" TAVOK_DIRECTORY ":$PATH; cd " + (dir / "") +
+                                "; exec >>output 2>&1 setsid " + prefix + " tavok -c conf -s " +
+                                std::to_string(m_semaphore) + " " + arguments;
+    if ((m_pid = ::fork()) != 0) return;
+    // Nothing that takes a lock: another thread may have had it at the fork.
     ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
     ::_exit(127);
   }

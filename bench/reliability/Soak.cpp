@@ -34,7 +34,11 @@ struct Phase {
 constexpr Phase kPhases[] = {{4, 0, false}, {64, 5, false}, {1, 0, false},
                              {4, 1, false}, {4, 0, true},   {16, 0, false}};
 constexpr std::uintmax_t kMaxFileSize = 100 << 20;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr long kNoiseKb = 64 << 10;  // the sanitizer keeps what the daemon has given back
+#else
 constexpr long kNoiseKb = 64;  // a page here and there: what is touched for the first time
+#endif
 
 // One load, through to its last message.
 void RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Auditor& auditor,

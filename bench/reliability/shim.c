@@ -45,8 +45,8 @@ __attribute__((constructor)) static void Load(void) {
   close(fd);
 }
 
-// By raw calls, so that signal handlers may run meanwhile and nothing here is counted. At most 30
-// s.
+// By raw calls, so that signal handlers may run meanwhile and nothing here is counted. It ends
+// after 30 s in any case.
 static void Pause(void) {
   const struct timespec step = {0, 1000000};
   close(open("paused", O_WRONLY | O_CREAT, 0600));

@@ -58,8 +58,8 @@ inline void SendUdp(int port, const std::string& text) {
   ::close(fd);
 }
 
-// Under the sanitizer for threads a trial reads a log much slower than it is written.
-#ifdef __SANITIZE_THREAD__
+// Under a sanitizer a trial reads a log much slower than it is written.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr int kLeastPauseMs = 1;
 #else
 constexpr int kLeastPauseMs = 0;

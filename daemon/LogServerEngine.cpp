@@ -6,19 +6,18 @@
 #include <cstdio>
 #include <cstring>
 
+#include "LogFileNames.h"
 #include "QELDateTime.h"
 #include "QELString.h"
 #include "Util.h"
 
 namespace {
 
-constexpr const char* kCurrentName = "tmp.tavok";
-constexpr const char* kRotatedPrefix = "tavok_";
 constexpr mode_t kDirectoryMode = 0700;
 
 std::string RotatedPath(const std::string& directory) {
   std::string stamp;
-  qel::CDateTime::GetCurrentGMTTime().Format("%Y%m%d_%H%M%S", stamp);
+  qel::CDateTime::GetCurrentGMTTime().Format(kRotatedStamp, stamp);
   return qel::QELSPrintf("%s%s%s.log", directory.c_str(), kRotatedPrefix, stamp.c_str());
 }
 

@@ -7,13 +7,13 @@
 #include <cstring>
 #include <ctime>
 
+#include "LogFileNames.h"
 #include "LogServerEngine.h"
 #include "QELDateTime.h"
 #include "Util.h"
 
 namespace {
 
-constexpr const char* kRotatedMark = "tavok_";  // anywhere in the name
 constexpr std::time_t kNeverOldest = UINT32_MAX;
 constexpr unsigned kCheckIntervalMs = 15000;
 

@@ -20,6 +20,9 @@ class CLogServerUdp : public qel::QELSocket {
   CLogServerUdp(const std::string& port, const std::string& bindingAddress,
                 CLogServerEngine* engine);
 
+  /// The number that the leading part of a port setting reads as; 0 when the setting is a path.
+  static int PortNumber(const std::string& port);
+
   /// Stops.
   ~CLogServerUdp() noexcept(false) override;
 

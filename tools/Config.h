@@ -1,0 +1,10 @@
+#pragma once
+
+#include <string>
+
+#include "QELRefCount.h"
+#include "Settings.h"
+
+/// Reads the settings as tavok does at its start. Throws CFailure when tavok would not start with
+/// the file: it cannot be read, or has no section [LogServer].
+CRefCount<CSettings> ReadSettings(const std::string& path);

@@ -1,0 +1,78 @@
+#include "Files.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <tuple>
+
+#include "Command.h"
+#include "LogFileNames.h"
+
+namespace {
+
+CFileState State(const struct stat& status) {
+  return {
+      {status.st_dev, status.st_ino}, static_cast<std::uint64_t>(status.st_size), status.st_ctime};
+}
+
+}  // namespace
+
+CDescriptor OpenFile(const std::string& path, int flags) {
+  CDescriptor file(::open(path.c_str(), flags | O_CLOEXEC));
+  if (!file) throw CFailure("open " + path, errno);
+  return file;
+}
+
+std::size_t ReadSome(const CDescriptor& file, const std::string& path, char* buffer,
+                     std::size_t size) {
+  const ssize_t count = ::read(file.Get(), buffer, size);
+  if (count == -1) throw CFailure("read " + path, errno);
+  return static_cast<std::size_t>(count);
+}
+
+std::string ReadText(const std::string& path) {
+  const CDescriptor file = OpenFile(path, O_RDONLY);
+  std::string text;
+  char block[4096];
+  while (const std::size_t count = ReadSome(file, path, block, sizeof block)) {
+    text.append(block, count);
+  }
+  return text;
+}
+
+std::optional<CFileState> Look(const std::string& path) {
+  struct stat status;
+  if (::stat(path.c_str(), &status) == 0) return State(status);
+  if (errno == ENOENT) return {};
+  throw CFailure("look at " + path, errno);
+}
+
+CFileState Look(const CDescriptor& file, const std::string& path) {
+  struct stat status;
+  if (::fstat(file.Get(), &status) == -1) throw CFailure("look at " + path, errno);
+  return State(status);
+}
+
+std::string PathIn(const std::string& directory, const std::string& name) {
+  return directory.ends_with('/') ? directory + name : directory + '/' + name;
+}
+
+std::vector<CRotatedFile> RotatedFiles(const std::string& directory) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), &::closedir);
+  if (!stream) throw CFailure("read directory " + directory, errno);
+  std::vector<CRotatedFile> files;
+  while (const dirent* const entry = ::readdir(stream.get())) {
+    if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
+    const auto state = Look(PathIn(directory, entry->d_name));
+    if (state) files.push_back({entry->d_name, *state});
+  }
+  std::sort(files.begin(), files.end(), [](const CRotatedFile& a, const CRotatedFile& b) {
+    return std::tie(a.state.changed, a.name) < std::tie(b.state.changed, b.name);
+  });
+  return files;
+}

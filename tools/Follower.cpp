@@ -1,0 +1,177 @@
+#include "Follower.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "Command.h"
+#include "LogFileNames.h"
+
+namespace {
+
+constexpr std::size_t kBlock = 65536;
+constexpr int kNameWaitMs = 10;  // from one half of a move to the other
+constexpr unsigned kWatched = IN_MODIFY | IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
+                              IN_MOVE_SELF | IN_ONLYDIR;
+
+void WriteOut(const char* text, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(STDOUT_FILENO, text, size);
+    if (written == -1 && errno == EINTR) continue;
+    if (written == -1) throw CFailure("write the standard output", errno);
+    text += written;
+    size -= static_cast<std::size_t>(written);
+  }
+}
+
+// Where the last lines of the first `size` bytes begin. The very last byte, if it ends a line,
+// begins none, and is not looked at.
+off_t LastLines(const CDescriptor& file, std::uint64_t size, unsigned lines) {
+  char block[kBlock];
+  for (std::uint64_t end = size - std::min<std::uint64_t>(size, 1); end > 0;) {
+    const std::uint64_t begin = end - std::min<std::uint64_t>(end, kBlock);
+    const ssize_t count = ::pread(file.Get(), block, end - begin, static_cast<off_t>(begin));
+    for (ssize_t i = count; i-- > 0;) {
+      if (block[i] == '\n' && lines-- == 1) return static_cast<off_t>(begin) + i + 1;
+    }
+    end = begin;
+  }
+  return 0;
+}
+
+}  // namespace
+
+CFollower::CFollower(const std::string& directory)
+    : m_directory(directory), m_events(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  if (!m_events || ::inotify_add_watch(m_events.Get(), directory.c_str(), kWatched) == -1) {
+    throw CFailure("watch " + directory, errno);
+  }
+}
+
+void CFollower::Follow(unsigned lines) {
+  OpenNext();
+  if (m_file) SeekToLastLines(lines);
+  for (;;) {
+    ReadEvents();  // before the text: what has been moved by now is complete
+    Drain();
+    if (!MoveOn()) AwaitEvent(-1);
+  }
+}
+
+void CFollower::ReadEvents() {
+  alignas(inotify_event) char buffer[kBlock];
+  do {
+    const ssize_t size = ::read(m_events.Get(), buffer, sizeof buffer);
+    for (ssize_t at = 0; at < size;) {
+      const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+      TakeEvent(*event);
+      at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+  } while (AwaitEvent(IsNameAwaited() ? kNameWaitMs : 0));
+}
+
+void CFollower::TakeEvent(const inotify_event& event) {
+  if (event.mask & IN_Q_OVERFLOW) throw CFailure("follow " + m_directory + ": too far behind");
+  if (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) {
+    throw CFailure("follow " + m_directory + ": it has been removed");
+  }
+  const bool isCurrent = std::strcmp(event.name, kCurrentName) == 0;
+  if (isCurrent && event.mask & IN_MOVED_FROM) {
+    m_rotated.emplace_back();
+    m_cookie = event.cookie;
+  } else if (isCurrent && event.mask & (IN_CREATE | IN_MOVED_TO)) {
+    m_isCreated = true;
+  } else if (event.mask & IN_MOVED_TO && event.cookie == m_cookie && IsNameAwaited()) {
+    m_rotated.back() = event.name;
+  }
+}
+
+bool CFollower::AwaitEvent(int timeoutMs) const {
+  pollfd entry{m_events.Get(), POLLIN, 0};
+  return ::poll(&entry, 1, timeoutMs) == 1;
+}
+
+// Goes on to the next file when the one at hand is finished; false when there is nothing to read.
+bool CFollower::MoveOn() {
+  if (m_file) {
+    if (!IsFinished()) return false;
+    m_file.Close();
+    if (!m_rotated.empty()) m_rotated.pop_front();
+  }
+  OpenNext();
+  return static_cast<bool>(m_file);
+}
+
+bool CFollower::IsFinished() {
+  if (!m_rotated.empty()) return true;
+  struct stat status;
+  if (!m_isCreated || ::fstat(m_file.Get(), &status) == -1 || status.st_nlink > 0) return false;
+  // Somebody removed it, and there is a new one. Or tavok rotated it and then deleted it, all since
+  // the last look at the events: then it has just got its last text, and a place in the list.
+  ReadEvents();
+  Drain();
+  return true;
+}
+
+// The file behind the one just finished has the first name in the list, or is the current one if
+// there is none. Whether a name has come into the list is looked at once more when that is open.
+void CFollower::OpenNext() {
+  m_isCreated = false;
+  for (;;) {
+    for (; !m_rotated.empty(); m_rotated.pop_front()) {
+      if (Open(m_rotated.front())) return;
+      std::fprintf(stderr, "tavokctl tail: %s was removed before it could be read\n",
+                   m_rotated.front().c_str());
+    }
+    const CFileId before = m_id;
+    if (!Open(kCurrentName)) return;
+    ReadEvents();
+    if (m_rotated.empty()) return;
+    m_id = before;
+  }
+}
+
+// Returns false for a file that is not there, and for the one that was open before: when a rotation
+// has replaced the file of another, both names in the list lead to it.
+bool CFollower::Open(const std::string& name) {
+  const std::string path = PathIn(m_directory, name);
+  CDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file && errno != ENOENT) throw CFailure("open " + path, errno);
+  if (!file || name.empty()) return false;
+  const CFileId id = Look(file, path).id;
+  if (id == std::exchange(m_id, id)) return false;
+  m_file = std::move(file);
+  return true;
+}
+
+void CFollower::SeekToLastLines(unsigned lines) {
+  const std::uint64_t size = Look(m_file, kCurrentName).size;
+  const off_t begin = lines == 0 ? static_cast<off_t>(size) : LastLines(m_file, size, lines);
+  (void)::lseek(m_file.Get(), begin, SEEK_SET);
+}
+
+// Passes on what there is to read.
+void CFollower::Drain() {
+  if (!m_file) return;
+  char block[kBlock];
+  do {
+    while (const std::size_t count = ReadSome(m_file, m_directory, block, sizeof block)) {
+      WriteOut(block, count);
+    }
+  } while (StartAgainIfCut());
+}
+
+// tavok never makes a file shorter; somebody else may.
+bool CFollower::StartAgainIfCut() {
+  const off_t position = ::lseek(m_file.Get(), 0, SEEK_CUR);
+  if (position <= static_cast<off_t>(Look(m_file, m_directory).size)) return false;
+  std::fprintf(stderr, "tavokctl tail: the file was cut; going on at its beginning\n");
+  (void)::lseek(m_file.Get(), 0, SEEK_SET);
+  return true;
+}

@@ -1,0 +1,54 @@
+#include <cstdio>
+
+#include "Command.h"
+#include "Config.h"
+#include "Instance.h"
+#include "Launch.h"
+#include "Stopwatch.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "Usage: tavokctl start [-c FILE] [-t SECONDS] [-- OPTIONS]\n"
+    "Starts tavok in the background, in this directory, and returns when it is up. Takes over "
+    "from\n"
+    "the tavok that the configuration's pid file names, if it runs, which takes five seconds "
+    "more.\n"
+    "  -c, --config FILE      its configuration\n"
+    "  -t, --timeout SECONDS  give up and end it when it is not up by then (default: 30)\n"
+    "  OPTIONS                further options for tavok\n";
+
+// tavok signals whatever its pid file names and then waits for five seconds. So what names no tavok
+// must not be left to it.
+void RemoveStale(const std::string& pidFile) {
+  std::string why;
+  if (CInstance::Find(pidFile, why)) return;
+  switch (ReadPidFile(pidFile).kind) {
+    case CPidFile::kMissing:
+      break;
+    case CPidFile::kPid:
+      if (std::remove(pidFile.c_str()) != 0)
+        throw CFailure("remove stale pid file " + pidFile, errno);
+      std::fprintf(stderr, "removed a stale pid file: %s\n", why.c_str());
+      break;
+    case CPidFile::kNoPid:
+      throw CFailure("use pid file " + pidFile +
+                     ": there is something else in it; remove it, or change PidFileName");
+  }
+}
+
+}  // namespace
+
+int Start(int argc, char** argv) {
+  std::string config = kDefaultConfig;
+  unsigned timeout = 30;
+  const auto options =
+      ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
+
+  const auto settings = ReadSettings(config);
+  RemoveStale(settings->m_strPidFileName);
+  const CStopwatch watch;
+  const pid_t pid = Launch(config, options, std::chrono::seconds(timeout));
+  std::printf("tavok is up: pid %d, %.3f s\n", pid, watch.Seconds());
+  return kDone;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <string>
+
+#include "Files.h"
+#include "Settings.h"
+#include "SocketQueue.h"
+
+/// The process of a running tavok.
+struct CProcessState {
+  int pid;
+  std::time_t since;
+  std::uint64_t memory;      // resident bytes
+  std::uint64_t peakMemory;  // the most it ever was
+  unsigned threads;
+  unsigned threadsExpected;  // fewer means that one has ended for good: most likely reception
+};
+
+/// All that `tavokctl status` shows. What could not be looked at is empty, and `trouble` says why.
+struct CStatusReport {
+  std::string config;
+  std::string whyNotRunning;
+  std::optional<CProcessState> process;
+
+  std::string listensOn;
+  bool isUdp;
+  std::optional<CSocketQueue> queue;
+
+  std::string currentPath;
+  std::optional<CFileState> current;
+  std::uint64_t maxFileSize;
+
+  std::optional<std::uint64_t> rotatedFiles;
+  std::uint64_t rotatedBytes;
+  std::uint64_t maxSize;
+  std::optional<CRotatedFile> oldest;
+  std::optional<std::time_t> oldestExpires;  // empty with external rotation
+
+  std::optional<std::uint64_t> freeBytes;  // to tavok, unless it runs as root
+  std::uint64_t diskBytes;
+
+  std::string trouble;
+};
+
+/// Looks at everything once. Throws CFailure when the configuration cannot be read.
+CStatusReport MakeStatusReport(const std::string& config);

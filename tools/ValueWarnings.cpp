@@ -1,0 +1,177 @@
+#include <libgen.h>
+#include <strings.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "ConfigWarnings.h"
+#include "Instance.h"
+#include "LogFileNames.h"
+#include "LogServerUdp.h"
+#include "QELSocket.h"
+
+namespace {
+
+constexpr std::size_t kUnixPathRoom = 107;  // of 108 bytes, one is for the NUL
+constexpr long long kPorts = 65536;
+
+std::string FolderOf(const std::string& path) {
+  std::string copy = path;
+  return ::dirname(copy.data());
+}
+
+// 0: none.
+mode_t KindOf(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
+
+class CValueWarnings {
+ public:
+  CValueWarnings(const std::vector<CConfigLine>& lines, const CSettings& settings,
+                 std::vector<CWarning>& warnings)
+      : m_lines(lines), m_settings(settings), m_warnings(warnings) {}
+
+  void LookAtAll() {
+    LookAtDirectory();
+    if (CLogServerUdp::PortNumber(m_settings.m_strPort) != 0) {
+      LookAtUdp();
+    } else {
+      LookAtUnix();
+    }
+    LookAtPidFile();
+    LookAtLimits();
+  }
+
+ private:
+  void LookAtDirectory() {
+    const std::string& path = m_settings.m_strDirName;
+    if (path.empty()) return Warn("DirName", "is empty: tavok will not start");
+    WarnOfRelative("DirName", path);
+    if (KindOf(path) == 0) {
+      WarnOfFolder("DirName", path, "cannot be made");
+    } else if (KindOf(path) != S_IFDIR) {
+      Warn("DirName", path + " is no directory: tavok will not start");
+    } else if (::access(path.c_str(), W_OK | X_OK) == -1) {
+      Warn("DirName", path + " cannot be written: " + std::strerror(errno));
+    }
+  }
+
+  void LookAtUdp() {
+    const std::string& port = m_settings.m_strPort;
+    const long long number = std::strtoll(port.c_str(), nullptr, 10);
+    const auto effective = static_cast<std::uint16_t>(CLogServerUdp::PortNumber(port));
+    if (port.find_first_not_of("0123456789") != std::string::npos || number >= kPorts) {
+      Warn("Port", "\"" + port + "\" means UDP port " + std::to_string(effective) +
+                       (effective == 0 ? ": the kernel picks one" : ""));
+    }
+    const std::string& address = m_settings.m_strBindingAddress;
+    if (!address.empty() && !qel::QELSocket::IsIP(address.c_str())) {
+      Warn("BindingAddress", address + " is no dotted IPv4 address: tavok will not start");
+    }
+    if (KindOf(port) != 0) {
+      Warn("Port",
+           "there is a file " + port + " in this directory: a stop of tavok here removes it");
+    }
+  }
+
+  void LookAtUnix() {
+    const std::string& path = m_settings.m_strPort;
+    if (!m_settings.m_strBindingAddress.empty()) {
+      Warn("BindingAddress", "is ignored: tavok listens on a Unix-domain socket");
+    }
+    if (path.empty()) return Warn("Port", "is empty: tavok listens where no path leads");
+    if (!path.starts_with('/')) {
+      Warn("Port", "\"" + path +
+                       "\" is no port number: taken as a socket's path, in the directory that "
+                       "tavok is started in");
+    }
+    if (path.size() > kUnixPathRoom) {
+      Warn("Port", "has " + std::to_string(path.size()) + " bytes: a socket's path has at most " +
+                       std::to_string(kUnixPathRoom));
+    }
+    const mode_t kind = KindOf(path);
+    if (kind == S_IFDIR) Warn("Port", path + " is a directory: tavok will not start");
+    if (kind == S_IFREG) Warn("Port", path + " is a file that is no socket: tavok removes it");
+    if (kind == 0) WarnOfFolder("Port", path, "cannot be bound");
+    WarnOfRotatedName("Port", path);
+  }
+
+  void LookAtPidFile() {
+    const std::string& path = m_settings.m_strPidFileName;
+    if (path.empty()) return Warn("PidFileName", "is empty: no other tavok can take over");
+    WarnOfRelative("PidFileName", path);
+    const mode_t kind = KindOf(path);
+    if (kind == S_IFDIR) {
+      Warn("PidFileName", path + " is a directory");
+    } else if (kind == 0) {
+      WarnOfFolder("PidFileName", path, "cannot be written");
+    } else if (::access(path.c_str(), R_OK) == 0 && ReadPidFile(path).kind == CPidFile::kNoPid) {
+      Warn("PidFileName", path +
+                              " holds something else: tavok signals what it takes from it, "
+                              "replaces it and removes it");
+    }
+    if (path == m_settings.m_strPort) Warn("PidFileName", path + " is the socket's path, too");
+    WarnOfRotatedName("PidFileName", path);
+  }
+
+  void LookAtLimits() {
+    if (m_settings.m_bExternalRotation) {
+      for (const char* const key : {"MaxFileSize", "MaxSize", "MaxPeriod"}) {
+        if (LineOf(key) != 0)
+          Warn(key, "has no effect: with ExternalRotation nothing is rotated by size or deleted");
+      }
+    } else if (m_settings.m_nMaxSize <= m_settings.m_nMaxFileSize) {
+      Warn("MaxSize", "is not above MaxFileSize: a rotated file is deleted at once");
+    }
+  }
+
+  void WarnOfRelative(const char* key, const std::string& path) {
+    if (!path.starts_with('/')) {
+      Warn(key, path + " depends on the directory that tavok is started in");
+    }
+  }
+
+  // About something that is to be made.
+  void WarnOfFolder(const char* key, const std::string& path, const std::string& consequence) {
+    const std::string folder = FolderOf(path);
+    if (::access(folder.c_str(), W_OK | X_OK) == -1) {
+      Warn(key, path + " " + consequence + ": " + folder + ": " + std::strerror(errno));
+    }
+  }
+
+  // About what the deletion pass takes for a rotated file.
+  void WarnOfRotatedName(const char* key, const std::string& path) {
+    std::error_code unknown;
+    const bool isThere =
+        std::filesystem::equivalent(FolderOf(path), m_settings.m_strDirName, unknown);
+    if (isThere && path.find(kRotatedMark, path.rfind('/') + 1) != std::string::npos) {
+      Warn(key, path + " counts as a rotated file and will be deleted");
+    }
+  }
+
+  unsigned LineOf(const char* key) const {
+    for (const CConfigLine& line : m_lines) {
+      if (::strcasecmp(line.key.c_str(), key) == 0) return line.number;
+    }
+    return 0;
+  }
+
+  void Warn(const char* key, const std::string& text) {
+    m_warnings.push_back({LineOf(key), key + (" " + text)});
+  }
+
+  const std::vector<CConfigLine>& m_lines;
+  const CSettings& m_settings;
+  std::vector<CWarning>& m_warnings;
+};
+
+}  // namespace
+
+void WarnOfValues(const std::vector<CConfigLine>& lines, const CSettings& settings,
+                  std::vector<CWarning>& warnings) {
+  CValueWarnings(lines, settings, warnings).LookAtAll();
+}

@@ -8,6 +8,15 @@
 #include "Command.h"
 #include "QELSocket.h"
 
+namespace {
+
+bool IsSocket(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
+}  // namespace
+
 CCollector::CCollector(const std::string& path)
     : m_path(path), m_socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   if (!m_socket) throw CFailure("make a socket", errno);
@@ -23,7 +32,7 @@ CCollector::~CCollector() {
   (void)::unlink(m_path.c_str());
 }
 
-// Refused: there is a socket's name, but nobody behind it.
+// Refused: there is a name, but nobody behind it. A file of another kind refuses, too.
 void CCollector::RemoveDeadOne() const {
   sockaddr_un address;
   qel::QELSocket::FillSockAddr(m_path.c_str(), address);
@@ -31,7 +40,7 @@ void CCollector::RemoveDeadOne() const {
   if (::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
     throw CFailure("collect at " + m_path + ": another collector is alive");
   }
-  if (errno == ECONNREFUSED && ::unlink(m_path.c_str()) == -1) {
+  if (errno == ECONNREFUSED && IsSocket(m_path) && ::unlink(m_path.c_str()) == -1) {
     throw CFailure("remove " + m_path, errno);
   }
 }

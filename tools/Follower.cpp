@@ -16,6 +16,7 @@
 namespace {
 
 constexpr std::size_t kBlock = 65536;
+constexpr int kDirectoryCheckMs = 1000;
 constexpr int kNameWaitMs = 10;  // from one half of a move to the other
 constexpr unsigned kWatched = IN_MODIFY | IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
                               IN_MOVE_SELF | IN_ONLYDIR;
@@ -52,6 +53,7 @@ CFollower::CFollower(const std::string& directory)
   if (!m_events || ::inotify_add_watch(m_events.Get(), directory.c_str(), kWatched) == -1) {
     throw CFailure("watch " + directory, errno);
   }
+  if (const auto watched = Look(directory)) m_directoryId = watched->id;
 }
 
 void CFollower::Follow(unsigned lines) {
@@ -60,7 +62,7 @@ void CFollower::Follow(unsigned lines) {
   for (;;) {
     ReadEvents();  // before the text: what has been moved by now is complete
     Drain();
-    if (!MoveOn()) AwaitEvent(-1);
+    if (!MoveOn() && !AwaitEvent(kDirectoryCheckMs)) RequireDirectory();
   }
 }
 
@@ -78,9 +80,6 @@ void CFollower::ReadEvents() {
 
 void CFollower::TakeEvent(const inotify_event& event) {
   if (event.mask & IN_Q_OVERFLOW) throw CFailure("follow " + m_directory + ": too far behind");
-  if (event.mask & (IN_DELETE_SELF | IN_MOVE_SELF | IN_IGNORED)) {
-    throw CFailure("follow " + m_directory + ": it has been removed");
-  }
   const bool isCurrent = std::strcmp(event.name, kCurrentName) == 0;
   if (isCurrent && event.mask & IN_MOVED_FROM) {
     m_rotated.emplace_back();
@@ -95,6 +94,14 @@ void CFollower::TakeEvent(const inotify_event& event) {
 bool CFollower::AwaitEvent(int timeoutMs) const {
   pollfd entry{m_events.Get(), POLLIN, 0};
   return ::poll(&entry, 1, timeoutMs) == 1;
+}
+
+// No event tells of the removal of a directory as long as a file that was in it is open.
+void CFollower::RequireDirectory() const {
+  const auto now = Look(m_directory);
+  if (!now || now->id != m_directoryId) {
+    throw CFailure("follow " + m_directory + ": it has been removed");
+  }
 }
 
 // Goes on to the next file when the one at hand is finished; false when there is nothing to read.

@@ -24,6 +24,7 @@ class CFollower {
   void TakeEvent(const struct inotify_event& event);
   bool IsNameAwaited() const { return !m_rotated.empty() && m_rotated.back().empty(); }
   bool AwaitEvent(int timeoutMs) const;
+  void RequireDirectory() const;
 
   bool MoveOn();
   bool IsFinished();
@@ -35,6 +36,7 @@ class CFollower {
   bool StartAgainIfCut();
 
   const std::string m_directory;
+  CFileId m_directoryId{};
   CDescriptor m_events;
   CDescriptor m_file;  // the one being read; none before tavok has made it
   CFileId m_id{};      // of the file opened last

@@ -65,6 +65,7 @@ void PrintProcess(const CStatusReport& report, const CSheet& sheet) {
 void PrintSocket(const CStatusReport& report, const CSheet& sheet) {
   sheet.Line("listens on", report.listensOn);
   if (!report.process) return;
+  if (!report.queue && !report.trouble.empty()) return;
   if (!report.queue) {
     sheet.Alarm("queue", "there is no such socket");
   } else if (report.isUdp) {

@@ -68,6 +68,7 @@ void LookAtSocket(const CSettings& settings, CStatusReport& report) {
     const std::string& address = settings.m_strBindingAddress;
     report.listensOn =
         "UDP " + (address.empty() ? "any address" : address) + " port " + std::to_string(port);
+    if (port == 0) throw CFailure("find the socket: the kernel has chosen its port");
     report.queue = UdpQueue(address, port);
   } else {
     report.listensOn = settings.m_strPort;

@@ -1,5 +1,8 @@
+#include <arpa/inet.h>
 #include <libgen.h>
+#include <netinet/in.h>
 #include <strings.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,6 +11,7 @@
 #include <filesystem>
 
 #include "ConfigWarnings.h"
+#include "Descriptor.h"
 #include "Instance.h"
 #include "LogFileNames.h"
 #include "LogServerUdp.h"
@@ -68,13 +72,25 @@ class CValueWarnings {
       Warn("Port", "\"" + port + "\" means UDP port " + std::to_string(effective) +
                        (effective == 0 ? ": the kernel picks one" : ""));
     }
-    const std::string& address = m_settings.m_strBindingAddress;
-    if (!address.empty() && !qel::QELSocket::IsIP(address.c_str())) {
-      Warn("BindingAddress", address + " is no dotted IPv4 address: tavok will not start");
-    }
+    if (!m_settings.m_strBindingAddress.empty()) LookAtAddress(m_settings.m_strBindingAddress);
     if (KindOf(port) != 0) {
       Warn("Port",
            "there is a file " + port + " in this directory: a stop of tavok here removes it");
+    }
+  }
+
+  void LookAtAddress(const std::string& text) {
+    if (!qel::QELSocket::IsIP(text.c_str())) {
+      return Warn("BindingAddress", text + " is no dotted IPv4 address: tavok will not start");
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = ::inet_addr(text.c_str());
+    const std::string meant = ::inet_ntoa(address.sin_addr);
+    if (meant != text) Warn("BindingAddress", text + " means " + meant);
+    const CDescriptor probe(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    if (::bind(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == -1) {
+      Warn("BindingAddress", text + " cannot be bound: " + std::strerror(errno));
     }
   }
 

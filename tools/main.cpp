@@ -1,5 +1,6 @@
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <string>
 
 #include "Command.h"
 
@@ -33,9 +34,9 @@ void PrintUsage(std::FILE* to) {
                kDefaultConfig);
 }
 
-const CCommand* Find(const char* name) {
+const CCommand* Find(const std::string& name) {
   for (const CCommand& command : kCommands) {
-    if (std::strcmp(command.name, name) == 0) return &command;
+    if (name == command.name) return &command;
   }
   return nullptr;
 }
@@ -63,17 +64,16 @@ int Run(const CCommand& command, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const char* const word = argc > 1 ? argv[1] : "";
+  const std::string word = argc > 1 ? argv[1] : "";
   if (const CCommand* const command = Find(word)) return Run(*command, argc - 1, argv + 1);
-  if (std::strcmp(word, "--help") == 0 || std::strcmp(word, "-h") == 0) {
+  if (word == "--help" || word == "-h") {
     PrintUsage(stdout);
-    return kDone;
-  }
-  if (std::strcmp(word, "--version") == 0) {
+  } else if (word == "--version") {
     std::puts("tavokctl " TAVOK_VERSION);
-    return kDone;
+  } else {
+    if (argc > 1) std::fprintf(stderr, "tavokctl: there is no command %s\n", word.c_str());
+    PrintUsage(stderr);
+    return kWrongUse;
   }
-  if (argc > 1) std::fprintf(stderr, "tavokctl: there is no command %s\n", word);
-  PrintUsage(stderr);
-  return kWrongUse;
+  return std::fflush(stdout) == 0 ? kDone : kFailed;
 }

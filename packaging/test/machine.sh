@@ -1,0 +1,127 @@
+# Sourced by test-package: a Debian root, in layers, and a machine that boots from it in a container.
+
+machine=tavok-test-$$
+work='' root='' nspawn='' leader=''
+
+# Says why this cannot be tried here. Not a failure, nor a success.
+skip() {
+  echo "Not possible here: $*"
+  exit 77
+}
+
+# await CONDITION...: until the command succeeds, half a minute at most.
+await() {
+  local - end=$((SECONDS + 30))
+  set +x
+  until "$@"; do
+    [ "$SECONDS" -lt "$end" ] || fail "Waited in vain: $*"
+    sleep 0.1
+  done
+}
+
+# make_base_root DIRECTORY: a minimal system with systemd, unless there is one from an earlier run.
+make_base_root() {
+  [ ! -d "$1" ] || return 0
+  local codename
+  codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+  mkdir -p "$(dirname "$1")"
+  rm -rf "$1.unfinished"
+  debootstrap --variant=minbase --include=systemd-sysv "$codename" "$1.unfinished" >"$1.log" ||
+    skip "debootstrap failed, see $1.log"
+  rm -rf "$1.unfinished"/var/cache/apt/archives/*.deb
+  mv "$1.unfinished" "$1"
+}
+
+# make_root BASE: a copy that costs nothing: what is written goes to $work.
+make_root() {
+  mkdir "$work"/{changes,work,root}
+  mount -t overlay "$machine" -o "lowerdir=$1,upperdir=$work/changes,workdir=$work/work" \
+    "$work/root" || skip "no overlay file system"
+  root=$work/root
+  touch "$root/booted-by-test"
+}
+
+# inside COMMAND...: in the machine, as its root.
+inside() {
+  nsenter --all --target "$leader" env -i PATH=/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C "$@"
+}
+
+# as USER:GROUP COMMAND...: in the machine, as that user and as a member of that group only.
+as() {
+  local who=$1
+  shift
+  inside setpriv --reuid="${who%:*}" --regid="${who#*:}" --clear-groups "$@"
+}
+
+# The machine's first process is the one child of systemd-nspawn, once it has got that far.
+has_leader() {
+  leader=$(xargs <"/proc/$nspawn/task/$nspawn/children")
+  [ -n "$leader" ]
+}
+
+# Not before the machine has left the host's root behind may anything be run "inside".
+is_in_its_root() { has_leader && inside test -e /booted-by-test 2>/dev/null; }
+
+is_up() { [ "$(inside systemctl is-active multi-user.target 2>/dev/null)" = active ]; }
+
+# Where no systemd runs, which would give a container control groups of its own, it has them below
+# those of the process that starts it.
+enter_own_control_groups() {
+  local hierarchy
+  [ ! -d /run/systemd/system ] || return 0
+  for hierarchy in /sys/fs/cgroup/{.,systemd,unified}; do
+    [ -e "$hierarchy/cgroup.procs" ] || continue
+    mkdir -p "$hierarchy/$machine"
+    echo "$BASHPID" >"$hierarchy/$machine/cgroup.procs"
+  done
+}
+
+# run_root OPTION...: with a network that leads nowhere, control groups as Debian has them, and leave
+# to load the filters of addresses that units ask for.
+run_root() {
+  enter_own_control_groups
+  [ ! -d /sys/fs/cgroup/unified ] || export SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1
+  [ -d /run/systemd/system ] || set -- --keep-unit "$@"
+  exec systemd-nspawn --quiet --register=no --settings=no --machine="$machine" --directory="$root" \
+    --private-network --link-journal=no --resolv-conf=off --timezone=off --system-call-filter=bpf "$@"
+}
+
+boot() {
+  (run_root --console=read-only --boot) </dev/null >>"$work/console" 2>&1 &
+  nspawn=$!
+  await is_in_its_root
+  await is_up
+}
+
+is_off() { ! kill -0 "$nspawn" 2>/dev/null; }
+
+power_off() {
+  inside systemctl poweroff
+  await is_off
+  nspawn=''
+}
+
+# The end of its first process is that of all others. systemd-nspawn leaves a few things behind.
+clean_up() {
+  if [ -n "$nspawn" ]; then
+    if has_leader; then kill -KILL "$leader"; fi
+    wait "$nspawn" 2>/dev/null || true
+  fi
+  if [ -n "$root" ]; then
+    rm -f "/run/systemd/nspawn/locks/$(stat -c 'inode-%d:%i' "$root")"
+    umount "$root"
+  fi
+  rm -rf "$work" "/run/systemd/nspawn/propagate/$machine"
+  find /sys/fs/cgroup/{.,systemd,unified}/"$machine" -depth -type d -exec rmdir {} + 2>/dev/null || true
+}
+
+prepare_machine() {
+  [ "$(id -u)" -eq 0 ] || skip "root may boot a machine, $(id -un) may not"
+  [ "$(. /etc/os-release && echo "$ID")" = debian ] || skip "the package is for Debian"
+  install_missing debootstrap:debootstrap systemd-container:systemd-nspawn util-linux:nsenter iproute2:ip
+  make_base_root "$1"
+  work=$(mktemp -d -p "$(dirname "$1")")
+  trap clean_up EXIT
+  make_root "$1"
+  (run_root true) >"$work/console" 2>&1 || skip "systemd-nspawn: $(cat "$work/console")"
+}

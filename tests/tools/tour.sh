@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# tour.sh README DIRECTORY: runs the commands of the README's tour with the programs in the directory.
+set -euo pipefail
+
+directory=$(mktemp -d)
+clean_up() {
+  [ ! -e "$directory/tavok.pid" ] || "$2/tavokctl" stop -c "$directory/tour.conf"
+  rm -rf "$directory"
+}
+trap 'clean_up "$@"' EXIT
+sed -n '/run by a test/,/End of the tour/{/^```sh$/,/^```$/{/^```/!p}}' "$1" >"$directory/commands"
+cd "$directory"
+
+# The shell stops at the first command that fails, and at one that waits for ever.
+timeout 60 env PATH="$2:$PATH" bash -euo pipefail commands >said 2>&1 || { cat said && exit 1; }
+
+# What the text around the commands promises, in this order.
+promised=("did you mean MaxSize?" "did you mean MaxSize?" "DirName  *$directory/logs" "is up: pid"
+  "is running: pid" "current file .*tmp.tavok" "tour: hello$" "has rotated: tavok_2"
+  "tour: after the rotation$" "\"running\": true" "\"rotated_files\": 1," "has stopped")
+line=0
+for text in "${promised[@]}"; do
+  next=$(tail -n +$((line + 1)) said | grep -n -m 1 -e "$text" | cut -d : -f 1) ||
+    { cat said && echo "Missing below line $line: $text" && exit 1; }
+  line=$((line + next))
+done

@@ -104,8 +104,8 @@ TEST(Tail, TracedPrintsWhatTheLibrarySays) {
   EXPECT_TRUE(diag.Says("collecting at /tmp/ZABKDiagCon"));
   {
     Ctl second(dir, "trace", "second");
-    EXPECT_EQ(1, second.Status());
     EXPECT_TRUE(second.Says("another collector is alive"));
+    EXPECT_EQ(1, second.End(SIGTERM));
   }
   const Sender sender(path);
   sender.Send(

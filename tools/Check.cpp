@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 #include "Command.h"
@@ -78,7 +79,8 @@ int Check(int argc, char** argv) {
 
   const auto settings = ReadSettings(config);
   PrintSettings(*settings);
-  (void)std::fflush(stdout);  // above the warnings, where both go to one place
+  // Above the warnings, where both go to one place.
+  if (std::fflush(stdout) != 0) throw CFailure("write the standard output", errno);
   const auto warnings = Warnings(ReadText(config), *settings);
   for (const CWarning& warning : warnings) {
     const std::string line = warning.line == 0 ? "" : qel::QELSPrintf(":%u", warning.line);

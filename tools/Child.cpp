@@ -50,6 +50,8 @@ class CSpawnFiles {
       (void)::posix_spawn_file_actions_addopen(&m_actions, fd, "/dev/null", O_RDWR, 0);
     }
     (void)::posix_spawn_file_actions_adddup2(&m_actions, error.Get(), STDERR_FILENO);
+    // What else this process was given, such as the lock of a script, is not tavok's to keep.
+    (void)::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
   }
   CSpawnFiles(const CSpawnFiles&) = delete;
   CSpawnFiles& operator=(const CSpawnFiles&) = delete;
@@ -81,13 +83,14 @@ CChild::CChild(const std::string& program, const std::vector<std::string>& words
   m_pid = Spawn(program, words, CDescriptor(ends[1]));
 }
 
-void CChild::Listen() {
+bool CChild::Listen() {
   pollfd entry{m_output.Get(), POLLIN, 0};
-  if (::poll(&entry, 1, kPollMs) != 1) return;
+  if (::poll(&entry, 1, kPollMs) != 1) return false;
   char block[4096];
   const ssize_t count = ::read(m_output.Get(), block, sizeof block);
   if (count > 0) m_said.append(block, static_cast<std::size_t>(count));
   if (count == 0) ::usleep(kPollMs * 1000);  // closed: there is nothing to wait in
+  return count > 0;
 }
 
 bool CChild::HasEnded(int& status) const { return ::waitpid(m_pid, &status, WNOHANG) == m_pid; }
@@ -95,7 +98,7 @@ bool CChild::HasEnded(int& status) const { return ::waitpid(m_pid, &status, WNOH
 void CChild::End() {
   int status = 0;
   (void)::kill(m_pid, SIGTERM);
-  for (const CStopwatch watch; watch.Seconds() < kEndSeconds; Listen()) {
+  for (const CStopwatch watch; watch.Seconds() < kEndSeconds; (void)Listen()) {
     if (HasEnded(status)) return;
   }
   (void)::kill(m_pid, SIGKILL);

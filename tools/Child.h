@@ -21,8 +21,8 @@ class CChild {
   /// What it has said up to now.
   const std::string& Said() const { return m_said; }
 
-  /// Waits two milliseconds at most for something to be said.
-  void Listen();
+  /// Waits two milliseconds at most for something to be said; false when nothing was.
+  bool Listen();
 
   /// Whether it has ended; `status` is then as of waitpid. To be called no more after that.
   bool HasEnded(int& status) const;

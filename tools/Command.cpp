@@ -33,7 +33,10 @@ std::vector<std::string> ReadOptions(int argc, char** argv, const char* usage,
                                     [letter](const COption& one) { return one.letter == letter; });
     const std::string word = argv[::optind - 1];
     if (letter == ':') throw CWrongUse(word + " takes an argument");
-    if (found == options.end()) throw CWrongUse("there is no option " + word);
+    if (found == options.end()) {
+      const std::string letterOf{'-', static_cast<char>(::optopt)};
+      throw CWrongUse("there is no option " + (word.starts_with("--") ? word : letterOf));
+    }
     found->take(found->hasArgument ? ::optarg : "");
   }
   if (::optind < argc && std::strcmp(argv[::optind - 1], "--") != 0) {

@@ -2,6 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -12,8 +13,11 @@
 
 #include "Command.h"
 #include "LogFileNames.h"
+#include "Stopwatch.h"
 
 namespace {
+
+constexpr useconds_t kLockPollUs = 2000;
 
 CFileState State(const struct stat& status) {
   return {
@@ -33,6 +37,16 @@ std::size_t ReadSome(const CDescriptor& file, const std::string& path, char* buf
   const ssize_t count = ::read(file.Get(), buffer, size);
   if (count == -1) throw CFailure("read " + path, errno);
   return static_cast<std::size_t>(count);
+}
+
+CDescriptor Locked(const std::string& path, unsigned seconds) {
+  CDescriptor lock = OpenFile(path, O_RDONLY);
+  for (const CStopwatch watch; ::flock(lock.Get(), LOCK_EX | LOCK_NB) == -1;
+       ::usleep(kLockPollUs)) {
+    if (errno != EWOULDBLOCK && errno != EINTR) throw CFailure("lock " + path, errno);
+    if (watch.Seconds() >= seconds) throw CFailure("lock " + path + ": another process holds it");
+  }
+  return lock;
 }
 
 std::string ReadText(const std::string& path) {
@@ -68,8 +82,10 @@ std::vector<CRotatedFile> RotatedFiles(const std::string& directory) {
   std::vector<CRotatedFile> files;
   while (const dirent* const entry = ::readdir(stream.get())) {
     if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
-    const auto state = Look(PathIn(directory, entry->d_name));
-    if (state) files.push_back({entry->d_name, *state});
+    struct stat status;
+    // What cannot be examined, such as a dangling link, counts for nothing in tavok, too.
+    if (::stat(PathIn(directory, entry->d_name).c_str(), &status) == -1) continue;
+    files.push_back({entry->d_name, State(status)});
   }
   std::sort(files.begin(), files.end(), [](const CRotatedFile& a, const CRotatedFile& b) {
     return std::tie(a.state.changed, a.name) < std::tie(b.state.changed, b.name);

@@ -17,6 +17,11 @@ CDescriptor OpenFile(const std::string& path, int flags);
 std::size_t ReadSome(const CDescriptor& file, const std::string& path, char* buffer,
                      std::size_t size);
 
+/// Locks a file or directory against other tavokctl that do the same, until the descriptor is
+/// closed. Throws CFailure, "lock <path>: ...", also when another one has it for all of these
+/// seconds.
+CDescriptor Locked(const std::string& path, unsigned seconds);
+
 /// The text of a file, whole. Throws CFailure, "open/read <path>: ...".
 std::string ReadText(const std::string& path);
 

@@ -92,8 +92,11 @@ void CFollower::TakeEvent(const inotify_event& event) {
 }
 
 bool CFollower::AwaitEvent(int timeoutMs) const {
-  pollfd entry{m_events.Get(), POLLIN, 0};
-  return ::poll(&entry, 1, timeoutMs) == 1;
+  pollfd entries[] = {{m_events.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+  (void)::poll(entries, 2, timeoutMs);
+  // Nobody reads any more: not to wait for the next message to find out.
+  if (entries[1].revents & POLLERR) throw CFailure("write the standard output", EPIPE);
+  return entries[0].revents != 0;
 }
 
 // No event tells of the removal of a directory as long as a file that was in it is open.
@@ -108,7 +111,7 @@ void CFollower::RequireDirectory() const {
 bool CFollower::MoveOn() {
   if (m_file) {
     if (!IsFinished()) return false;
-    m_file.Close();
+    m_last = std::exchange(m_file, CDescriptor());
     if (!m_rotated.empty()) m_rotated.pop_front();
   }
   OpenNext();
@@ -133,6 +136,7 @@ void CFollower::OpenNext() {
   for (;;) {
     for (; !m_rotated.empty(); m_rotated.pop_front()) {
       if (Open(m_rotated.front())) return;
+      if (m_rotated.front().empty()) continue;
       std::fprintf(stderr, "tavokctl tail: %s was removed before it could be read\n",
                    m_rotated.front().c_str());
     }
@@ -154,6 +158,7 @@ bool CFollower::Open(const std::string& name) {
   const CFileId id = Look(file, path).id;
   if (id == std::exchange(m_id, id)) return false;
   m_file = std::move(file);
+  m_last.Close();
   return true;
 }
 

@@ -39,6 +39,7 @@ class CFollower {
   CFileId m_directoryId{};
   CDescriptor m_events;
   CDescriptor m_file;  // the one being read; none before tavok has made it
+  CDescriptor m_last;  // the finished one, until the next is open: nothing else gets its identity
   CFileId m_id{};      // of the file opened last
   // The names that the file being read and its successors have been moved to, in order; empty as
   // long as that is not known, and where it was moved out of the directory.

@@ -71,7 +71,7 @@ std::unique_ptr<CInstance> CInstance::Find(const std::string& pidFile, std::stri
   }
   // The descriptor comes first: the process cannot turn into another one after the look at it.
   CDescriptor process(::pidfd_open(named.pid, 0));
-  if (!process && errno != ESRCH && errno != EINVAL) {
+  if (!process && errno != ESRCH && errno != EINVAL && errno != ENOENT) {
     throw CFailure("open process " + std::to_string(named.pid), errno);
   }
   std::unique_ptr<CInstance> instance(new CInstance(named.pid, std::move(process)));

@@ -64,7 +64,8 @@ class CInterruptNote {
 std::string FindProgram() {
   char self[PATH_MAX];
   const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self);
-  std::string directory(self, static_cast<std::size_t>(length < 0 ? 0 : length));
+  if (length == -1) throw CFailure("find the program tavok: read /proc/self/exe", errno);
+  std::string directory(self, static_cast<std::size_t>(length));
   directory.resize(directory.rfind('/') + 1);
   for (const char* const place : {"tavok", "../sbin/tavok"}) {
     if (::access((directory + place).c_str(), X_OK) == 0) return directory + place;
@@ -98,11 +99,12 @@ std::string EndOf(int status) {
 void AwaitUp(CChild& child, const CSemaphore& semaphore, std::chrono::seconds timeout) {
   const auto limit = static_cast<double>(timeout.count());
   for (const CStopwatch watch; watch.Seconds() < limit && g_bInterrupted == 0;) {
-    child.Listen();
+    (void)child.Listen();
     if (semaphore.IsRaised()) return;
     int status = 0;
     if (!child.HasEnded(status)) continue;
-    child.Listen();  // what came just before its end
+    while (child.Listen()) {  // what came just before its end
+    }
     Fail(EndOf(status), child);
   }
   child.End();

@@ -24,13 +24,6 @@ constexpr const char* kUsage =
 
 constexpr useconds_t kPollUs = 2000;
 
-// Other tavokctl that want to rotate here wait until it is closed.
-CDescriptor Locked(const std::string& directory) {
-  CDescriptor lock = OpenFile(directory, O_RDONLY | O_DIRECTORY);
-  if (::flock(lock.Get(), LOCK_EX) == -1) throw CFailure("lock " + directory, errno);
-  return lock;
-}
-
 std::string RotatedNameOfNow() {
   std::string stamp;
   qel::CDateTime::GetCurrentGMTTime().Format(kRotatedStamp, stamp);
@@ -73,7 +66,7 @@ int Rotate(int argc, char** argv) {
   const auto settings = ReadSettings(config);
   const std::string& directory = settings->m_strDirName;
   const auto instance = CInstance::Get(settings->m_strPidFileName);
-  const CDescriptor lock = Locked(directory);
+  const CDescriptor lock = Locked(directory, timeout);
   AwaitFreshSecond(directory);
   const auto current = Look(PathIn(directory, kCurrentName));
   if (!current) {

@@ -8,6 +8,7 @@
 #include <linux/unix_diag.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -107,12 +108,18 @@ std::optional<CSocketQueue> UnixQueue(const std::string& path) {
   unix_diag_req request{};
   request.sdiag_family = AF_UNIX;
   request.udiag_states = ~0U;
-  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_RQLEN;
+  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_VFS | UDIAG_SHOW_RQLEN;
 
   std::optional<CSocketQueue> queue;
+  struct stat file;
+  if (path.empty() || ::stat(path.c_str(), &file) == -1) return queue;
   ForEachSocket<unix_diag_msg>(request, [&](const auto& socket, auto attributes) {
     const auto name = Attribute(attributes, UNIX_DIAG_NAME);
     if (socket.udiag_type != SOCK_DGRAM || name.substr(0, name.find('\0')) != path) return;
+    // Others may have bound the same relative path, in other directories. The file alone does not
+    // tell: some file systems give it another number than the kernel has.
+    const auto bound = As<unix_diag_vfs>(Attribute(attributes, UNIX_DIAG_VFS));
+    if (queue && bound.udiag_vfs_ino != static_cast<std::uint32_t>(file.st_ino)) return;
     queue = {NumberAt(Attribute(attributes, UNIX_DIAG_RQLEN), 0), 0, 0};
   });
   return queue;

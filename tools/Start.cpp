@@ -2,12 +2,14 @@
 
 #include "Command.h"
 #include "Config.h"
+#include "Files.h"
 #include "Instance.h"
 #include "Launch.h"
 #include "Stopwatch.h"
 
 namespace {
 
+constexpr unsigned kTakeOverSeconds = 5;
 constexpr const char* kUsage =
     "Usage: tavokctl start [-c FILE] [-t SECONDS] [-- OPTIONS]\n"
     "Starts tavok in the background, in this directory, and returns when it is up. Takes over "
@@ -19,10 +21,10 @@ constexpr const char* kUsage =
     "  OPTIONS                further options for tavok\n";
 
 // tavok signals whatever its pid file names and then waits for five seconds. So what names no tavok
-// must not be left to it.
-void RemoveStale(const std::string& pidFile) {
+// must not be left to it. Returns whether there is one to take over from.
+bool RemoveStale(const std::string& pidFile) {
   std::string why;
-  if (CInstance::Find(pidFile, why)) return;
+  if (CInstance::Find(pidFile, why)) return true;
   switch (ReadPidFile(pidFile).kind) {
     case CPidFile::kMissing:
       break;
@@ -35,6 +37,7 @@ void RemoveStale(const std::string& pidFile) {
       throw CFailure("use pid file " + pidFile +
                      ": there is something else in it; remove it, or change PidFileName");
   }
+  return false;
 }
 
 }  // namespace
@@ -46,7 +49,10 @@ int Start(int argc, char** argv) {
       ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
 
   const auto settings = ReadSettings(config);
-  RemoveStale(settings->m_strPidFileName);
+  // Two tavok that start in the same moment do not see each other's pid file.
+  const CDescriptor lock = Locked(config, timeout);
+  // The one to take over from has been stopped by then: not to wait would leave none at all.
+  if (RemoveStale(settings->m_strPidFileName)) timeout += kTakeOverSeconds;
   const CStopwatch watch;
   const pid_t pid = Launch(config, options, std::chrono::seconds(timeout));
   std::printf("tavok is up: pid %d, %.3f s\n", pid, watch.Seconds());

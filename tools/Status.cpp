@@ -49,7 +49,9 @@ std::string OfLimit(std::uint64_t size, std::uint64_t limit) {
 
 void PrintProcess(const CStatusReport& report, const CSheet& sheet) {
   if (!report.process) {
-    return sheet.Head(false, "tavok is not running: " + report.whyNotRunning);
+    return sheet.Head(false, report.whyNotRunning.empty()
+                                 ? "it cannot be told whether tavok is running"
+                                 : "tavok is not running: " + report.whyNotRunning);
   }
   const CProcessState& process = *report.process;
   sheet.Head(true, "tavok is running: pid " + std::to_string(process.pid) + ", since " +
@@ -82,7 +84,7 @@ void PrintFiles(const CStatusReport& report, const CSheet& sheet) {
   if (report.current) {
     sheet.Line("current file",
                report.currentPath + ", " + OfLimit(report.current->size, report.maxFileSize));
-  } else {
+  } else if (report.isCurrentMissing) {
     sheet.Alarm("current file", "there is no " + report.currentPath);
   }
   if (report.rotatedFiles) {
@@ -117,7 +119,7 @@ void PrintJson(const CStatusReport& report) {
     json.Add("threads", report.process->threads);
     json.Add("threads_expected", report.process->threadsExpected);
   } else {
-    json.Add("reason", report.whyNotRunning);
+    json.Add("reason", report.whyNotRunning.empty() ? report.trouble : report.whyNotRunning);
   }
   json.Add("configuration", report.config);
   json.Add("listens_on", report.listensOn);

@@ -63,16 +63,17 @@ void LookAtProcess(const CSettings& settings, CStatusReport& report) {
 void LookAtSocket(const CSettings& settings, CStatusReport& report) {
   const int number = CLogServerUdp::PortNumber(settings.m_strPort);
   report.isUdp = number != 0;
+  const bool isRunning = report.process.has_value();  // else it is somebody else's queue
   if (report.isUdp) {
     const auto port = static_cast<std::uint16_t>(number);
     const std::string& address = settings.m_strBindingAddress;
     report.listensOn =
         "UDP " + (address.empty() ? "any address" : address) + " port " + std::to_string(port);
     if (port == 0) throw CFailure("find the socket: the kernel has chosen its port");
-    report.queue = UdpQueue(address, port);
+    if (isRunning) report.queue = UdpQueue(address, port);
   } else {
     report.listensOn = settings.m_strPort;
-    report.queue = UnixQueue(settings.m_strPort);
+    if (isRunning) report.queue = UnixQueue(settings.m_strPort);
   }
 }
 
@@ -107,7 +108,7 @@ CStatusReport MakeStatusReport(const std::string& config) {
   report.maxSize = settings->m_nMaxSize;
   Try(report, [&] { LookAtProcess(*settings, report); });
   Try(report, [&] { LookAtSocket(*settings, report); });
-  Try(report, [&] { report.current = Look(report.currentPath); });
+  Try(report, [&] { report.isCurrentMissing = !(report.current = Look(report.currentPath)); });
   Try(report, [&] { LookAtRotated(*settings, report); });
   Try(report, [&] { LookAtDisk(*settings, report); });
   return report;

@@ -22,7 +22,7 @@ struct CProcessState {
 /// All that `tavokctl status` shows. What could not be looked at is empty, and `trouble` says why.
 struct CStatusReport {
   std::string config;
-  std::string whyNotRunning;
+  std::string whyNotRunning;  // empty, too, when that cannot be told
   std::optional<CProcessState> process;
 
   std::string listensOn;
@@ -31,6 +31,7 @@ struct CStatusReport {
 
   std::string currentPath;
   std::optional<CFileState> current;
+  bool isCurrentMissing;
   std::uint64_t maxFileSize;
 
   std::optional<std::uint64_t> rotatedFiles;

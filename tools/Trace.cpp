@@ -74,12 +74,21 @@ void PrintMessage(const std::string& message) {
   if (std::fflush(stdout) != 0) throw CFailure("write the standard output", errno);
 }
 
+// Returns false when this is to end before the output takes more.
+bool AwaitRoom(const CDescriptor& end) {
+  pollfd entries[] = {{STDOUT_FILENO, POLLOUT, 0}, {end.Get(), POLLIN, 0}};
+  (void)::poll(entries, 2, -1);
+  return entries[1].revents == 0;
+}
+
 void Collect(const CCollector& collector, const CDescriptor& end) {
   for (;;) {
     pollfd entries[] = {{collector.Descriptor(), POLLIN, 0}, {end.Get(), POLLIN, 0}};
     if (::poll(entries, 2, -1) == -1 && errno != EINTR) throw CFailure("wait for messages", errno);
     if (entries[1].revents != 0) return;
-    if (entries[0].revents != 0) PrintMessage(collector.Receive());
+    if (entries[0].revents == 0) continue;
+    if (!AwaitRoom(end)) return;
+    PrintMessage(collector.Receive());
   }
 }
 

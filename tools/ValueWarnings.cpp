@@ -4,12 +4,14 @@
 #include <strings.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
 
+#include "Command.h"
 #include "ConfigWarnings.h"
 #include "Descriptor.h"
 #include "Instance.h"
@@ -31,6 +33,16 @@ std::string FolderOf(const std::string& path) {
 mode_t KindOf(const std::string& path) {
   struct stat status;
   return ::stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+}
+
+// Whether somebody holds the socket, of whatever type.
+bool IsAlive(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path);
+  const CDescriptor probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  return ::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
+         errno == EPROTOTYPE;
 }
 
 class CValueWarnings {
@@ -111,7 +123,12 @@ class CValueWarnings {
     }
     const mode_t kind = KindOf(path);
     if (kind == S_IFDIR) Warn("Port", path + " is a directory: tavok will not start");
-    if (kind == S_IFREG) Warn("Port", path + " is a file that is no socket: tavok removes it");
+    if (kind != 0 && kind != S_IFDIR && kind != S_IFSOCK) {
+      Warn("Port", path + " is a file that is no socket: tavok removes it");
+    }
+    if (kind == S_IFSOCK && !IsTavokRunning() && IsAlive(path)) {
+      Warn("Port", path + " is the socket of another program: tavok removes it");
+    }
     if (kind == 0) WarnOfFolder("Port", path, "cannot be bound");
     WarnOfRotatedName("Port", path);
   }
@@ -125,7 +142,11 @@ class CValueWarnings {
       Warn("PidFileName", path + " is a directory");
     } else if (kind == 0) {
       WarnOfFolder("PidFileName", path, "cannot be written");
-    } else if (::access(path.c_str(), R_OK) == 0 && ReadPidFile(path).kind == CPidFile::kNoPid) {
+    } else if (kind != S_IFREG) {
+      Warn("PidFileName", path + " is a device or a pipe: a stop of tavok removes it");
+    } else if (::access(path.c_str(), R_OK | W_OK) == -1) {
+      Warn("PidFileName", path + " cannot be written: " + std::strerror(errno));
+    } else if (ReadPidFile(path).kind == CPidFile::kNoPid) {
       Warn("PidFileName", path +
                               " holds something else: tavok signals what it takes from it, "
                               "replaces it and removes it");
@@ -142,6 +163,15 @@ class CValueWarnings {
       }
     } else if (m_settings.m_nMaxSize <= m_settings.m_nMaxFileSize) {
       Warn("MaxSize", "is not above MaxFileSize: a rotated file is deleted at once");
+    }
+  }
+
+  bool IsTavokRunning() const {
+    try {
+      std::string why;
+      return CInstance::Find(m_settings.m_strPidFileName, why) != nullptr;
+    } catch (const CFailure&) {
+      return false;  // the look at the pid file tells of it
     }
   }
 

@@ -1,8 +1,11 @@
+#include <signal.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <string>
 
 #include "Command.h"
+#include "Process.h"
 
 namespace {
 
@@ -64,6 +67,8 @@ int Run(const CCommand& command, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  SecureStandardStreams();  // no file that is opened here becomes one of them
+  (void)::signal(SIGPIPE, SIG_DFL);
   const std::string word = argc > 1 ? argv[1] : "";
   if (const CCommand* const command = Find(word)) return Run(*command, argc - 1, argv + 1);
   if (word == "--help" || word == "-h") {

@@ -22,8 +22,10 @@ TEST(Ctl, WrongUseHasStatus2AndSaysWhatIsWrong) {
     Expect(dir, command + " -c missing", hasConfig ? 1 : 2,
            hasConfig ? "missing: No such file or directory" : "there is no option -c");
   }
-  Ctl full(dir, "--help >/dev/full");
-  EXPECT_EQ(1, full.Status());
+  WriteFile(dir / "conf", "[LogServer]\n");
+  for (const std::string words : {"--help", "check -c conf", "status -j -c conf"}) {
+    EXPECT_EQ(1, Ctl(dir, words + " >/dev/full").Status());
+  }
 }
 
 TEST(Check, PrintsTheEffectiveValues) {
@@ -80,6 +82,7 @@ TEST(Check, WarnsOfWhatTavokTakesSilently) {
   for (const std::string name : {"dir", "dir/tavok_x"})
     std::filesystem::create_directory(dir / name);
   WriteFile(dir / "514", "");
+  const Collector alive((dir / "alive").c_str());
 
   EXPECT_EQ(std::set<std::string>{}, Warnings(dir, good + "# all is well\n\n"));
   EXPECT_EQ(std::set<std::string>{},
@@ -142,6 +145,11 @@ TEST(Check, WarnsOfWhatTavokTakesSilently) {
        {"1: Port " + (dir / "dir") + " is a directory: tavok will not start"}},
       {"Port=" + (dir / "file") + "\n",
        {"1: Port " + (dir / "file") + " is a file that is no socket: tavok removes it"}},
+      {"Port=/dev/null\n", {"1: Port /dev/null is a file that is no socket: tavok removes it"}},
+      {"Port=" + (dir / "alive") + "\n",
+       {"1: Port " + (dir / "alive") + " is the socket of another program: tavok removes it"}},
+      {"PidFileName=/dev/null\n",
+       {"1: PidFileName /dev/null is a device or a pipe: a stop of tavok removes it"}},
       {"Port=" + (dir / "no/s") + "\n",
        {"1: Port " + (dir / "no/s") + " cannot be bound: " + (dir / "no") +
         ": No such file or directory"}},
@@ -163,6 +171,11 @@ TEST(Check, WarnsOfWhatTavokTakesSilently) {
        {"1: PidFileName " + (dir / "file") +
         " holds something else: tavok signals what it takes from it, "
         "replaces it and removes it"}},
+      {"PidFileName=" + (dir / "socket") + "\n",
+       {"1: PidFileName " + (dir / "socket") + " is the socket's path, too"}},
+      {"PidFileName=" + (dir / "my_tavok_pid") + "\n", {}},
+      {"DirName=" + (dir / "dir") + "\nPort=" + (dir / "dir/tavok_s") + "\n",
+       {"2: Port " + (dir / "dir/tavok_s") + " counts as a rotated file and will be deleted"}},
       {"DirName=" + (dir / "dir") + "\nPidFileName=" + (dir / "dir/my_tavok_pid") + "\n",
        {"2: PidFileName " + (dir / "dir/my_tavok_pid") +
         " counts as a rotated file and will be deleted"}},

@@ -56,6 +56,22 @@ TEST(Tail, FollowsEveryRotationAndLosesNothing) {
   EXPECT_EQ("", tail.Err() + stopped.Err());
 }
 
+TEST(Tail, KeepsUpWithSendersThatDoNotPause) {
+  const TempDir dir;
+  Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  const Ctl tail(dir, "tail -c conf");
+  EXPECT_TRUE(tail.Waits());
+  {
+    const std::jthread sending([&dir](const std::stop_token& stop) {
+      const Sender sender(dir / "socket");
+      for (int i = 0; !stop.stop_requested(); ++i) sender.Send(std::to_string(i) + "\n");
+    });
+    for (int i = 0; i < 3; ++i) AwaitNextSecond(), daemon.Signal(SIGHUP);
+  }
+  EXPECT_TRUE(Eventually([&] { return LogFiles(dir).size() == 4 && tail.Out() == Logged(dir); }));
+}
+
 TEST(Tail, SaysWhatItCannotFollow) {
   const TempDir dir;
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\n");
@@ -82,6 +98,12 @@ TEST(Tail, SaysWhatItCannotFollow) {
   std::filesystem::remove(file("tmp.tavok"));
   WriteFile(file("tmp.tavok"), "!");
   EXPECT_TRUE(Eventually([&] { return tail.Out() == "1bcagain!"; })) << tail.Out();
+  // Rotated and deleted before there is a new one, which may then get its inode.
+  std::filesystem::rename(file("tmp.tavok"), file("tavok_d"));
+  AwaitNextSecond();
+  std::filesystem::remove(file("tavok_d"));
+  WriteFile(file("tmp.tavok"), "?");
+  EXPECT_TRUE(Eventually([&] { return tail.Out() == "1bcagain!?"; })) << tail.Out();
   std::filesystem::remove_all(dir / "log");
   EXPECT_EQ(1, tail.Status());
   EXPECT_NE(std::string::npos, tail.Err().find("it has been removed"));

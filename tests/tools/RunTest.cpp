@@ -31,9 +31,13 @@ bool HasSemaphore(const std::string& text) {
 // A process that is no tavok, whatever its pid file says.
 class Stranger {
  public:
-  Stranger() : m_pid(::fork()) {
-    if (m_pid == 0) ::execl("/bin/sleep", "sleep", "100", nullptr), ::_exit(127);
-    EXPECT_TRUE(Eventually([this] { return ReadFile("/proc/" + Pid() + "/comm") == "sleep\n"; }));
+  // Its name is tavok, but its program is another.
+  explicit Stranger(const TempDir& dir) {
+    std::filesystem::create_directory(dir / "stranger");
+    std::filesystem::create_symlink("/bin/sleep", dir / "stranger/tavok");
+    const std::string program = dir / "stranger/tavok";
+    if ((m_pid = ::fork()) == 0) ::execl(program.c_str(), "sleep", "100", nullptr), ::_exit(127);
+    EXPECT_TRUE(Eventually([this] { return ReadFile("/proc/" + Pid() + "/comm") == "tavok\n"; }));
   }
   ~Stranger() {
     EXPECT_EQ(0, ::waitpid(m_pid, nullptr, WNOHANG)) << "it has been harmed";
@@ -42,7 +46,7 @@ class Stranger {
   std::string Pid() const { return std::to_string(m_pid); }
 
  private:
-  const pid_t m_pid;
+  pid_t m_pid;
 };
 
 }  // namespace
@@ -52,12 +56,15 @@ TEST(Ctl, StartsRotatesAndStops) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   const TempDir dir;
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
-  const std::string said = Expect(dir, "start -c conf", 0, "tavok is up: pid ");
+  const std::string said = Expect(dir, "start -c conf 9>lock <&- ", 0, "tavok is up: pid ");
   const std::string pid = ReadFile(dir / "pid");
   EXPECT_NE(said.npos, said.find("pid " + pid + ", "));
   std::string arguments = ReadFile("/proc/" + pid + "/cmdline");
   std::replace(arguments.begin(), arguments.end(), '\0', ' ');
   EXPECT_FALSE(HasSemaphore(arguments)) << arguments;
+  EXPECT_EQ(std::stoi(pid), ::getsid(std::stoi(pid)));
+  EXPECT_EQ("/dev/null", std::filesystem::read_symlink("/proc/" + pid + "/fd/1"));
+  EXPECT_FALSE(std::filesystem::is_symlink("/proc/" + pid + "/fd/9"));  // a script's lock
 
   // Each of several at once gets a file of its own.
   for (int round = 0; round < 2; ++round) {
@@ -84,6 +91,7 @@ TEST(Ctl, StartTellsWhyTavokDidNotComeUp) {
       // script, words, text
       {"exit 7", "", "start tavok: it ended with status 7; it said:\n-c conf -s "},
       {lines + "exit 1", "", "it said:\nline 3\nline 4"},
+      {"for i in 1 2 3 4 5 6; do printf '%9999d\\n' $i; done >&2; exit 1", "", " 6\n"},
       {"kill -KILL $$", "-- -p 1 -c x",
        "it was ended by signal 9; it said:\n-p 1 -c x -c conf -s "},
       {"exec 2>&-; exec sleep 100", "-t 1", "not up after 1 s"},
@@ -96,21 +104,31 @@ TEST(Ctl, StartTellsWhyTavokDidNotComeUp) {
     EXPECT_NE(text.npos, start.Err().find(text)) << start.Err();
     EXPECT_TRUE(script.starts_with("for") || !HasSemaphore(start.Err())) << start.Err();
   }
-  const Fake hanging(dir, "echo $$ >child; exec sleep 100");
-  Ctl start = hanging.Start("");
-  EXPECT_TRUE(Eventually([&] { return !ReadFile(dir / "child").empty(); }));
-  EXPECT_EQ(1, start.End(SIGTERM));
-  EXPECT_NE(std::string::npos, start.Err().find("interrupted"));
-  EXPECT_FALSE(std::filesystem::exists("/proc/" + ReadFile(dir / "child")));
+  const Fake hanging(dir, "printf $$ >child; exec sleep 100");
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    WriteFile(dir / "child", "");
+    Ctl start = hanging.Start("");
+    EXPECT_TRUE(Eventually([&] { return !ReadFile(dir / "child").empty(); }));
+    Expect(dir, "start -t 1 -c conf", 1, "lock conf: another process holds it");
+    EXPECT_EQ(1, start.End(signal));
+    EXPECT_NE(std::string::npos, start.Err().find("interrupted"));
+    EXPECT_FALSE(std::filesystem::exists("/proc/" + ReadFile(dir / "child")));
+  }
 
   Expect(dir, "start -c conf", 1, "failed to create directory");
-  std::filesystem::remove(dir / "tavok");
-  EXPECT_EQ(1, hanging.Start("").Status());
+  const Fake sbin(dir, "exit 7");
+  std::filesystem::create_directory(dir / "sbin");
+  std::filesystem::create_directory(dir / "bin");
+  std::filesystem::rename(dir / "tavok", dir / "sbin/tavok");
+  EXPECT_EQ(1, sbin.Start("").Status());
+  std::filesystem::rename(dir / "tavokctl", dir / "bin/tavokctl");
+  Ctl found(dir, "start -c conf", "found", "bin/tavokctl");
+  EXPECT_TRUE(found.Says("it ended with status 7"));
 }
 
 TEST(Ctl, BelievesNoPidFile) {
   const TempDir dir;
-  const Stranger stranger;
+  const Stranger stranger(dir);
   const Fake fake(dir, "ls pid; exit 7");
   const std::string other =
       "process " + stranger.Pid() + ", named in " + (dir / "pid") + ", is no tavok but sleep";
@@ -123,6 +141,7 @@ TEST(Ctl, BelievesNoPidFile) {
       {"0", "is no process id", true},
       {"-5", "is no process id", true},
       {" ", "is no process id", true},
+      {"99999999999", "is no process id", true},
       {"12 monkeys", "is no process id", true}};
   for (const auto& [content, why, isRefused] : cases) {
     WriteFile(dir / "pid", content);
@@ -141,8 +160,10 @@ TEST(Ctl, BelievesNoPidFile) {
 
 TEST(Ctl, TakesOverFromARunningTavok) {
   const TempDir dir;
-  Daemon daemon(dir);
+  std::filesystem::copy_file(TAVOK_DIRECTORY "/tavok", dir / "tavok");
+  Daemon daemon(dir, "", "", "env PATH=.");
   ASSERT_TRUE(daemon.IsUp());
+  std::filesystem::remove(dir / "tavok");  // as an upgrade does
   Expect(dir, "start -c conf", 0, "killed previous daemon. pid=" + daemon.Pid());
   EXPECT_EQ(0, daemon.Exit());
   Expect(dir, "stop -c conf", 0, "tavok has stopped");
@@ -155,8 +176,13 @@ TEST(Ctl, GivesUpWhenTavokDoesNothing) {
   daemon.Signal(SIGSTOP);
   Expect(dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may tell why");
   Expect(dir, "stop -t 1 -c conf", 1, "still running after 1 s");
-  daemon.Signal(SIGCONT);
-  EXPECT_EQ(0, daemon.Exit());
+  Ctl rotate(dir, "rotate -c conf");
+  EXPECT_TRUE(rotate.Waits());
+  daemon.Signal(SIGKILL);
+  EXPECT_EQ(1, rotate.Status());
+  EXPECT_TRUE(rotate.Says("tavok has ended"));
+  Expect(dir, "status -c conf", 1, "does not exist");  // nobody has waited for it yet
+  EXPECT_EQ(128 + SIGKILL, daemon.Exit());
 }
 
 TEST(Ctl, RotateWantsACurrentFile) {

@@ -40,6 +40,18 @@ bool RemoveStale(const std::string& pidFile) {
   return false;
 }
 
+// Two tavok that start in the same moment do not see each other's pid file: one waits for the
+// other. Whoever may read the file can hold the lock, too; that delays a start, and does not
+// prevent it.
+CDescriptor TryToLock(const std::string& config, unsigned timeout) {
+  try {
+    return Locked(config, timeout);
+  } catch (const CFailure& e) {
+    std::fprintf(stderr, "going on without a lock: %s\n", e.what());
+    return CDescriptor();
+  }
+}
+
 }  // namespace
 
 int Start(int argc, char** argv) {
@@ -49,8 +61,7 @@ int Start(int argc, char** argv) {
       ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
 
   const auto settings = ReadSettings(config);
-  // Two tavok that start in the same moment do not see each other's pid file.
-  const CDescriptor lock = Locked(config, timeout);
+  const CDescriptor lock = TryToLock(config, timeout);
   // The one to take over from has been stopped by then: not to wait would leave none at all.
   if (RemoveStale(settings->m_strPidFileName)) timeout += kTakeOverSeconds;
   const CStopwatch watch;

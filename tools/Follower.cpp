@@ -25,6 +25,11 @@ void WriteOut(const char* text, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(STDOUT_FILENO, text, size);
     if (written == -1 && errno == EINTR) continue;
+    if (written == -1 && errno == EAGAIN) {  // whoever shares the output may have made it so
+      pollfd entry{STDOUT_FILENO, POLLOUT, 0};
+      (void)::poll(&entry, 1, -1);
+      continue;
+    }
     if (written == -1) throw CFailure("write the standard output", errno);
     text += written;
     size -= static_cast<std::size_t>(written);

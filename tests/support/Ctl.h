@@ -26,12 +26,21 @@ class Ctl {
   bool Says(const std::string& text) const {
     return Eventually([&] { return All().find(text) != text.npos; });
   }
-  // Whether it sleeps until something happens.
-  bool Waits() const {
-    return Eventually([this] {
-      const std::string stat = ReadFile("/proc/" + std::to_string(m_pid) + "/stat");
-      return stat.find("(tavokctl) S") != stat.npos;
+  // Whether it sleeps until something happens, with that file or directory open.
+  bool Waits(const std::string& path) const {
+    return Eventually([&] {
+      bool isOpen = false;
+      std::error_code gone;
+      for (const auto& entry : std::filesystem::directory_iterator(Proc("fd"), gone)) {
+        isOpen = isOpen || std::filesystem::read_symlink(entry, gone) == path;
+      }
+      return isOpen && IsInState("S");
     });
+  }
+  // Stops it, for SIGCONT to go on.
+  void Pause() const {
+    Signal(SIGSTOP);
+    EXPECT_TRUE(Eventually([this] { return IsInState("T"); }));
   }
   void Signal(int signal) const { ::kill(m_pid, signal); }
   // Waits for the end. Returns the exit status, or 128 and the signal that ended it.
@@ -46,6 +55,13 @@ class Ctl {
   }
 
  private:
+  std::string Proc(const std::string& name) const {
+    return "/proc/" + std::to_string(m_pid) + "/" + name;
+  }
+  bool IsInState(const std::string& state) const {
+    return ReadFile(Proc("stat")).find("(tavokctl) " + state) != std::string::npos;
+  }
+
   const std::string m_name;
   pid_t m_pid;
 };

@@ -177,7 +177,7 @@ TEST(Ctl, GivesUpWhenTavokDoesNothing) {
   Expect(dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may tell why");
   Expect(dir, "stop -t 1 -c conf", 1, "still running after 1 s");
   Ctl rotate(dir, "rotate -c conf");
-  EXPECT_TRUE(rotate.Waits());
+  EXPECT_TRUE(rotate.Waits(dir / "log"));
   daemon.Signal(SIGKILL);
   EXPECT_EQ(1, rotate.Status());
   EXPECT_TRUE(rotate.Says("tavok has ended"));

@@ -1,15 +1,19 @@
 #pragma once
 
+#include <string>
+
+#include "QELDateTime.h"
+
 /// Names in the log directory.
 
 /// The current file.
 inline constexpr const char* kCurrentName = "tmp.tavok";
 
-/// What the name of a rotated file begins with, before its UTC stamp and ".log".
-inline constexpr const char* kRotatedPrefix = "tavok_";
-
-/// The form of the stamp, for strftime.
-inline constexpr const char* kRotatedStamp = "%Y%m%d_%H%M%S";
-
 /// Whatever has this in its name, anywhere, counts as a rotated file and is deleted in its turn.
-inline constexpr const char* kRotatedMark = kRotatedPrefix;
+inline constexpr const char* kRotatedMark = "tavok_";
+
+/// The name that a file rotated now gets; the time is UTC.
+inline std::string RotatedNameOfNow() {
+  std::string name;
+  return qel::CDateTime::GetCurrentGMTTime().Format("tavok_%Y%m%d_%H%M%S.log", name);
+}

@@ -7,19 +7,11 @@
 #include <cstring>
 
 #include "LogFileNames.h"
-#include "QELDateTime.h"
-#include "QELString.h"
 #include "Util.h"
 
 namespace {
 
 constexpr mode_t kDirectoryMode = 0700;
-
-std::string RotatedPath(const std::string& directory) {
-  std::string stamp;
-  qel::CDateTime::GetCurrentGMTTime().Format(kRotatedStamp, stamp);
-  return qel::QELSPrintf("%s%s%s.log", directory.c_str(), kRotatedPrefix, stamp.c_str());
-}
 
 }  // namespace
 
@@ -82,7 +74,7 @@ bool CLogServerEngine::Write(const char* text) {
 void CLogServerEngine::Rotate() {
   const qel::QELAutoLock lock(m_cs);
   m_file.Close();
-  const std::string rotated = RotatedPath(m_strDirName);
+  const std::string rotated = m_strDirName + RotatedNameOfNow();
   (void)std::remove(rotated.c_str());
   if (std::rename(m_strFileName.c_str(), rotated.c_str()) == -1) {
     throw qel::CFile::CException(errno, "move file failed");

@@ -11,7 +11,6 @@
 #include "Format.h"
 #include "Instance.h"
 #include "LogFileNames.h"
-#include "QELDateTime.h"
 #include "Stopwatch.h"
 
 namespace {
@@ -23,12 +22,6 @@ constexpr const char* kUsage =
     "  -t, --timeout SECONDS  wait so long for the rotated file (default: 10)\n";
 
 constexpr useconds_t kPollUs = 2000;
-
-std::string RotatedNameOfNow() {
-  std::string stamp;
-  qel::CDateTime::GetCurrentGMTTime().Format(kRotatedStamp, stamp);
-  return kRotatedPrefix + stamp + ".log";
-}
 
 // tavok replaces a rotated file of the same second: one that has seen a rotation is waited out.
 void AwaitFreshSecond(const std::string& directory) {

@@ -37,9 +37,8 @@ mode_t KindOf(const std::string& path) {
 
 // Whether somebody holds the socket, of whatever type.
 bool IsAlive(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path);
+  sockaddr_un address;
+  qel::QELSocket::FillSockAddr(path.substr(0, kUnixPathRoom).c_str(), address);
   const CDescriptor probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   return ::connect(probe.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
          errno == EPROTOTYPE;

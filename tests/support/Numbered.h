@@ -1,59 +1,50 @@
 #pragma once
 
-#include <climits>
-#include <sstream>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
-// The numbered message of a sender: 100 bytes.
-inline std::string Numbered(std::size_t sender, int number) {
-  const std::string text = std::to_string(sender) + " " + std::to_string(number) + " ";
-  return text + std::string(99 - text.size(), 'x') + "\n";
-}
+// The oracle of whatever is sent: each sender numbers its messages, so that the log tells whether
+// all of them arrived, whole, once and in order.
 
-// Reads a log of numbered messages, in pieces of whole lines: each whole, once, and of each sender
-// in order.
+// The message of a sender with that number: 100 bytes, the last one a line end.
+std::string Numbered(std::size_t sender, int number);
+
+// Reads a log of numbered messages.
 class NumberedReader {
  public:
-  explicit NumberedReader(std::size_t senders) : m_next(senders) {}
+  // Whether there may be other text between the messages, and messages of further senders.
+  enum class Others { kAreFaults, kArePassedOver };
 
-  // Empty, or the first line that should not be where it is.
-  std::string Read(const std::string& piece) {
-    std::istringstream lines(piece);
-    for (std::string line; std::getline(lines, line);) {
-      char* end = nullptr;
-      const std::size_t sender = std::strtoul(line.c_str(), &end, 10);
-      const long number = std::strtol(end, nullptr, 10);
-      if (sender >= m_next.size() || number < m_next[sender] || number >= INT_MAX ||
-          line + "\n" != Numbered(sender, static_cast<int>(number))) {
-        return line;
-      }
-      m_read += 1, m_next[sender] = static_cast<int>(number) + 1;
-    }
-    return {};
-  }
+  // The senders are 0 to senders - 1.
+  explicit NumberedReader(std::size_t senders, Others others = Others::kAreFaults);
+
+  // Reads a piece of the log, of whole lines. Returns its first fault, of those that are counted
+  // below; empty if there is none.
+  std::string Read(std::string_view piece);
+
+  // How many messages have been read, each counted once.
+  long Whole() const { return m_whole; }
+  // How many came once more.
+  long Repeated() const { return m_repeated; }
+  // How many came, for the first time, after one with a higher number of the same sender.
+  long OutOfOrder() const { return m_outOfOrder; }
+  // How many lines are no whole message.
+  long Torn() const { return m_torn; }
   // How many of 0 to counts[sender] - 1 have not been read; negative when one beyond has.
-  long Missing(const std::vector<int>& counts) const {
-    long missing = -m_read;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-      if (m_next[i] > counts[i]) return -1;
-      missing += counts[i];
-    }
-    return missing;
-  }
+  long Missing(const std::vector<int>& counts) const;
+  // The first few of these.
+  std::string FirstMissing(const std::vector<int>& counts) const;
 
  private:
-  std::vector<int> m_next;
-  long m_read = 0;
+  std::string Take(std::string_view line);
+
+  Others m_others;
+  std::vector<std::vector<bool>> m_seen;  // of each sender, up to its highest number
+  long m_whole = 0, m_repeated = 0, m_outOfOrder = 0, m_torn = 0;
 };
 
 // Empty when `logged` holds, of each sender, all of 0 to counts[sender] - 1, once and in order, and
 // nothing else; up to `mayMiss` of them may be missing.
-inline std::string NumberedFault(const std::string& logged, const std::vector<int>& counts,
-                                 long mayMiss = 0) {
-  NumberedReader reader(counts.size());
-  if (std::string fault = reader.Read(logged); !fault.empty()) return fault;
-  const long missing = reader.Missing(counts);
-  return 0 <= missing && missing <= mayMiss ? "" : std::to_string(missing) + " are missing";
-}
+std::string NumberedFault(const std::string& logged, const std::vector<int>& counts,
+                          long mayMiss = 0);

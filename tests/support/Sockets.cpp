@@ -24,20 +24,6 @@ bool TryConnect(int fd, const Address& address) {
   return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-// -1, with errno, when nobody listens there. Connecting a UDP socket always succeeds.
-int TryConnectedSocket(const Destination& to) {
-  const bool udp = IsPort(to);
-  const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  Check(fd != -1, "socket");
-  if (udp ? TryConnect(fd, LoopbackAddress(PortOf(to))) : TryConnect(fd, UnixAddress(to))) {
-    return fd;
-  }
-  const int error = errno;
-  ::close(fd);
-  errno = error;
-  return -1;
-}
-
 constexpr std::size_t kEndOfLocalAddress = 20;  // in a line of the table below; the peer's follows
 
 bool IsBoundUdp(unsigned port) {
@@ -82,6 +68,19 @@ bool IsListening(const Destination& to) {
   const int fd = TryConnectedSocket(to);
   if (fd != -1) ::close(fd);
   return fd != -1;
+}
+
+int TryConnectedSocket(const Destination& to) {
+  const bool udp = IsPort(to);
+  const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  Check(fd != -1, "socket");
+  if (udp ? TryConnect(fd, LoopbackAddress(PortOf(to))) : TryConnect(fd, UnixAddress(to))) {
+    return fd;
+  }
+  const int error = errno;
+  ::close(fd);
+  errno = error;
+  return -1;
 }
 
 int ConnectedSocket(const Destination& to) {

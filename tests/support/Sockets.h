@@ -18,8 +18,12 @@ unsigned FreePort();
 // Whether somebody has bound the destination.
 bool IsListening(const Destination& to);
 
-// A connected datagram socket, which the caller closes. Throws std::runtime_error if nobody has
-// bound a Unix-domain socket there; with UDP that cannot be known.
+// A connected datagram socket, which the caller closes; -1, with errno, if nobody has bound a
+// Unix-domain socket there. With UDP that cannot be known. Throws std::runtime_error if no socket
+// can be made.
+int TryConnectedSocket(const Destination& to);
+
+// The same, but throws also if nobody has bound the socket.
 int ConnectedSocket(const Destination& to);
 
 // A connected datagram socket that waits for room at its destination.

@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Log.h"
 #include "LogFileNames.h"
-#include "Util.h"
 
 namespace {
 

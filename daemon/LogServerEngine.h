@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
+#include <new>
 #include <string>
 
+#include "Log.h"
 #include "QELFile.h"
 #include "QELRefCount.h"
 #include "QELSync.h"
@@ -77,3 +80,19 @@ class CLogServerEngine {
   qel::CFile m_file;
   qel::QELCriticalSection m_cs;  // guards m_file
 };
+
+/// Runs a step of the engine's and logs what the file system, or a lack of memory, did to it. Other
+/// exceptions pass.
+template <class Step>
+void LogFileFailure(Step step) {
+  const auto log = [](int error) {
+    Log(kLogError, "CLogServerEngine file system error:%d", error);
+  };
+  try {
+    step();
+  } catch (const qel::CFile::CException& e) {
+    log(e.m_nError);
+  } catch (const std::bad_alloc&) {
+    log(ENOMEM);
+  }
+}

@@ -7,10 +7,10 @@
 #include <cstring>
 #include <ctime>
 
+#include "Log.h"
 #include "LogFileNames.h"
 #include "LogServerEngine.h"
 #include "QELDateTime.h"
-#include "Util.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 
 #include <cstdlib>
 
+#include "Log.h"
 #include "LogServerEngine.h"
-#include "Util.h"
 
 namespace {
 

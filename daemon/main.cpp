@@ -10,15 +10,16 @@
 #include <iostream>  // the streams are initialised before the globals below, and end after them
 #include <string>
 
+#include "Log.h"
 #include "LogServerEngine.h"
 #include "LogServerUdp.h"
+#include "PidFile.h"
 #include "Process.h"
 #include "QELRefCount.h"
 #include "QELSync.h"
 #include "QELThread.h"
 #include "Settings.h"
 #include "StartupSemaphore.h"
-#include "Util.h"
 
 std::string g_sConfFile = "LogServer.conf";
 int g_nSemId = 0;

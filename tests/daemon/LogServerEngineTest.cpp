@@ -37,3 +37,10 @@ TEST(Engine, RecyclesTheOldestByAgeNotByName) {
   keepYoung.Recycle();
   EXPECT_EQ((std::set<std::string>{"other", "tmp.tavok"}), LogFiles(dir));
 }
+
+TEST(Engine, ReportsALackOfMemoryAsAFileSystemError) {
+  g_syslog.m_bNoSyslog = true;
+  testing::internal::CaptureStderr();
+  LogFileFailure([] { throw std::bad_alloc(); });
+  EXPECT_EQ("CLogServerEngine file system error:12\n", testing::internal::GetCapturedStderr());
+}

@@ -1,5 +1,9 @@
 #include "Daemon.h"
 
+// Runs a command without /dev/null.
+static const char* const kWithoutDevices =
+    "unshare -m sh -c 'mount -t tmpfs none /dev && exec \"$@\"' sh";
+
 TEST(Start, HelpShowsTheConfigurationFileOfTheMoment) {
   const TempDir dir;
   Daemon daemon(dir, "", "-imbvx --conf=my.conf --he -cother");
@@ -34,4 +38,32 @@ TEST(Start, EveryFailureHasItsMessageAndStatus1) {
     EXPECT_EQ(message[0] == 'C', std::filesystem::remove(dir / "pid"));
     EXPECT_TRUE(loads || !std::filesystem::exists(dir / "log"));
   }
+}
+
+TEST(Start, ClosedStandardStreamsDoNotBecomeLogFiles) {
+  if (std::system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "only root can";
+  const std::pair<std::string, std::string> cases[] = {{"", "/dev/null"},
+                                                       {kWithoutDevices, "pipe:"}};
+  for (const auto& [prefix, stream] : cases) {
+    const TempDir dir;
+    const Daemon daemon(dir, "", "<&- >&- 2>&-", prefix);
+    ASSERT_TRUE(daemon.IsUp()) << stream;
+    for (const char* fd : {"0", "1", "2"}) {
+      const std::string target =
+          std::filesystem::read_symlink("/proc/" + daemon.Pid() + "/fd/" + fd);
+      EXPECT_EQ(stream, target.substr(0, stream.size())) << fd;
+    }
+  }
+}
+
+TEST(Start, AReportOnAClosedStandardErrorIsNotLogged) {
+  if (std::system("unshare -m true 2>/dev/null") != 0) GTEST_SKIP() << "only root can";
+  const TempDir dir;
+  const Daemon daemon(dir, "", "2>&-", kWithoutDevices);
+  ASSERT_TRUE(daemon.IsUp());
+  const Sender sender(dir / "socket");
+  sender.Send(std::string(1, '\0'));  // reported as a failed write
+  sender.Send("text");
+  EXPECT_TRUE(Eventually([&] { return Logged(dir).find("text") != std::string::npos; }));
+  EXPECT_EQ("text", Logged(dir));
 }

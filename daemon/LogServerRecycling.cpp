@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 
 #include "Log.h"
 #include "LogFileNames.h"
@@ -23,6 +24,10 @@ bool IsStopping() {
   qel::QELThread* const thread = qel::QELThread::Current();
   return thread != nullptr && thread->StopEvent().IsSignalled();
 }
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
 
 void Delete(const std::string& path) {
   if (std::remove(path.c_str()) == -1) throw qel::CFile::CException(errno, "delete file failed");
@@ -78,10 +83,10 @@ void CLogServerEngine::Recycle() {
 void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& totalSize,
                                        std::uint32_t& oldestTime) const {
   totalSize = 0;
-  DIR* const directory = ::opendir(m_strDirName.c_str());
-  if (directory == nullptr) return;
+  const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(m_strDirName.c_str()));
+  if (!directory) return;
   std::string path;
-  while (const dirent* const entry = ::readdir(directory)) {
+  while (const dirent* const entry = ::readdir(directory.get())) {
     if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
     path.assign(m_strDirName).append(entry->d_name);
     struct stat status {};
@@ -94,5 +99,4 @@ void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& t
     }
     totalSize += static_cast<std::uint32_t>(status.st_size);
   }
-  ::closedir(directory);
 }

@@ -1,6 +1,16 @@
 #include "Daemon.h"
 #include "LogServerEngine.h"
 
+// While true, memory runs out.
+static bool g_memoryIsShort = false;
+
+void* operator new(std::size_t size) {
+  if (g_memoryIsShort) throw std::bad_alloc();
+  return std::malloc(size);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
 TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
   ::setenv("TZ", "ABC-14", 1);
   const TempDir dir;
@@ -36,6 +46,23 @@ TEST(Engine, RecyclesTheOldestByAgeNotByName) {
   EXPECT_EQ((std::pair{dir / "log/b_tavok_", 30u}), (std::pair{name, total}));
   keepYoung.Recycle();
   EXPECT_EQ((std::set<std::string>{"other", "tmp.tavok"}), LogFiles(dir));
+}
+
+TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {
+  const TempDir dir;
+  CLogServerEngine engine(dir / "log", 1, 1, 1, true);
+  ASSERT_TRUE(engine.Init());
+  WriteFile(dir / "log/tavok_1", "");
+  std::uint32_t total = 0, oldest = 4'000'000'000;
+  std::string name;
+  const int free = ::dup(0);
+  ::close(free);
+  g_memoryIsShort = true;
+  EXPECT_THROW(engine.GetLastModified(name, total, oldest), std::bad_alloc);
+  g_memoryIsShort = false;
+  const int freeAfter = ::dup(0);
+  ::close(freeAfter);
+  EXPECT_EQ(free, freeAfter);
 }
 
 TEST(Engine, ReportsALackOfMemoryAsAFileSystemError) {

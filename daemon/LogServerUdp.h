@@ -14,16 +14,13 @@ class CLogServerEngine;
 /// added. Constructor, Init, Start and Stop belong to the first thread.
 class CLogServerUdp : public qel::QELSocket {
  public:
-  /// `port`: a UDP port, if its leading part reads as a number other than 0 (of which the low 16
-  /// bits count), else the path of a Unix-domain socket. `bindingAddress`: dotted IPv4 address for
-  /// UDP, empty for any. The engine is not owned and must outlive the receiver. Opens nothing.
+  /// `port`: a UDP port or the path of a Unix-domain socket, as CSettings::PortNumber tells them
+  /// apart. `bindingAddress`: dotted IPv4 address for UDP, empty for any. The engine is not owned
+  /// and must outlive the receiver. Opens nothing.
   CLogServerUdp(const std::string& port, const std::string& bindingAddress,
                 CLogServerEngine* engine);
 
-  /// The number that the leading part of a port setting reads as; 0 when the setting is a path.
-  static int PortNumber(const std::string& port);
-
-  /// Stops.
+  /// Calls Stop.
   ~CLogServerUdp() noexcept(false) override;
 
   /// Binds the socket; removes a file at its path first. Returns false after logging what failed.

@@ -19,7 +19,7 @@ CLogServerUdp::CLogServerUdp(const std::string& port, const std::string& binding
                              CLogServerEngine* engine)
     : m_pEngine(engine), m_strPort(port), m_strBindingAddress(bindingAddress) {}
 
-// May unwind a cancelled thread, as the socket's own destructor may.
+// A cancelled thread may unwind through it, as through the socket's own destructor.
 CLogServerUdp::~CLogServerUdp() noexcept(false) { Stop(); }
 
 bool CLogServerUdp::Init() {
@@ -73,7 +73,7 @@ unsigned CLogServerUdp::MainWorkerThread() {
   return 1;
 }
 
-// Returns false when none came in time.
+// Returns false on time-out.
 bool CLogServerUdp::ReceiveText(char* buffer) {
   alignas(sockaddr) char from[kMaxAddress];
   unsigned fromLength = sizeof from;

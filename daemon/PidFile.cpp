@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::chrono::microseconds kTakeOverWait = std::chrono::seconds(5);
 
-// Sleeps the whole time, also when signals come meanwhile.
+// Sleeps the whole time even if signals arrive.
 void Sleep(std::chrono::microseconds time) {
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + time;
@@ -26,7 +26,7 @@ void Sleep(std::chrono::microseconds time) {
   }
 }
 
-// Returns an empty text when the file cannot be read.
+// Returns an empty string if the file cannot be read.
 std::string ReadFile(const std::string& path) {
   try {
     qel::CFile file;

@@ -7,7 +7,7 @@
 #include "QELRefCount.h"
 
 /// The daemon's settings: built-in defaults, overridden by section LogServer of the configuration
-/// file. Read once, at start-up, by one thread; the fields are then read directly.
+/// file. The first thread loads them once, at start-up; the fields are then read directly.
 class CSettings : public CRefCountNumber {
  public:
   /// Sets the defaults. Opens nothing.

@@ -9,10 +9,10 @@
 /// The current file.
 inline constexpr const char* kCurrentName = "tmp.tavok";
 
-/// Whatever has this in its name, anywhere, counts as a rotated file and is deleted in its turn.
+/// A name that contains this, anywhere, counts as a rotated file, which recycling may delete.
 inline constexpr const char* kRotatedMark = "tavok_";
 
-/// The name that a file rotated now gets; the time is UTC.
+/// The name of a file that is rotated now; the time is UTC.
 inline std::string RotatedNameOfNow() {
   std::string name;
   return qel::CDateTime::GetCurrentGMTTime().Format("tavok_%Y%m%d_%H%M%S.log", name);

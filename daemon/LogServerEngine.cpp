@@ -6,8 +6,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "Log.h"
 #include "LogFileNames.h"
-#include "Util.h"
 
 namespace {
 
@@ -60,13 +60,13 @@ bool CLogServerEngine::Write(const char* text) {
     if (!m_file.IsOpen()) return false;
     const auto length = static_cast<std::uint32_t>(std::strlen(text));
     const bool written = m_file.Write(text, length) != 0;
-    // Nothing of an empty text is no failure of the C library's: errno is not of this call then.
+    // Writing an empty text writes nothing and does not set errno.
     if (!written && length != 0) error = errno;
-    // The write's result alone decides: a text that cannot be flushed is lost without a word.
+    // Only the result of the write counts; a text that cannot be flushed is lost silently.
     (void)m_file.Flush();
     if (written) return true;
   }
-  // Not under the lock: a report may have to wait, and would hold up the SIGHUP handler too.
+  // Outside the lock: a report may have to wait, and the SIGHUP handler needs the lock.
   Log(kLogError, "CLogServerEngine::Write failed Error:%d", error);
   return false;
 }

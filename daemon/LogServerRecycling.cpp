@@ -6,23 +6,28 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 
+#include "Log.h"
 #include "LogFileNames.h"
 #include "LogServerEngine.h"
 #include "QELDateTime.h"
-#include "Util.h"
 
 namespace {
 
 constexpr std::time_t kNeverOldest = UINT32_MAX;
 constexpr unsigned kCheckIntervalMs = 15000;
 
-// A pass over very many files takes minutes. It must not outlast a stop, which would in the end
-// cancel it by force, at a point where that may not unwind.
+// Whether the calling library thread is asked to stop. A pass over very many files takes minutes; a
+// stop would finally cancel it by force, at a point from which it may not be able to unwind.
 bool IsStopping() {
   qel::QELThread* const thread = qel::QELThread::Current();
   return thread != nullptr && thread->StopEvent().IsSignalled();
 }
+
+struct CloseDirectory {
+  void operator()(DIR* directory) const { ::closedir(directory); }
+};
 
 void Delete(const std::string& path) {
   if (std::remove(path.c_str()) == -1) throw qel::CFile::CException(errno, "delete file failed");
@@ -47,8 +52,8 @@ void CLogServerEngine::KeepWithinLimits() {
   });
 }
 
-// Returns false when no file is open. The lock spans the look and the rotation: between them,
-// another thread's rotation would leave nothing worth one.
+// Returns false if no file is open. The lock is held across both the check and the rotation, so
+// that no other thread rotates in between.
 bool CLogServerEngine::RotateWhenFull() {
   const qel::QELAutoLock lock(m_cs);
   if (!m_file.IsOpen()) return false;
@@ -78,14 +83,14 @@ void CLogServerEngine::Recycle() {
 void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& totalSize,
                                        std::uint32_t& oldestTime) const {
   totalSize = 0;
-  DIR* const directory = ::opendir(m_strDirName.c_str());
-  if (directory == nullptr) return;
+  const std::unique_ptr<DIR, CloseDirectory> directory(::opendir(m_strDirName.c_str()));
+  if (!directory) return;
   std::string path;
-  while (const dirent* const entry = ::readdir(directory)) {
+  while (const dirent* const entry = ::readdir(directory.get())) {
     if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
     path.assign(m_strDirName).append(entry->d_name);
     struct stat status {};
-    status.st_ctime = kNeverOldest;  // stays when there is nothing to examine
+    status.st_ctime = kNeverOldest;  // kept if stat fails
     (void)::stat(path.c_str(), &status);
     const auto changed = static_cast<std::uint32_t>(status.st_ctime);
     if (oldestTime > changed) {
@@ -94,5 +99,4 @@ void CLogServerEngine::GetLastModified(std::string& oldestName, std::uint32_t& t
     }
     totalSize += static_cast<std::uint32_t>(status.st_size);
   }
-  ::closedir(directory);
 }

@@ -2,10 +2,9 @@
 
 #include <unistd.h>
 
-#include <cstdlib>
-
+#include "Log.h"
 #include "LogServerEngine.h"
-#include "Util.h"
+#include "Settings.h"
 
 namespace {
 
@@ -20,17 +19,13 @@ CLogServerUdp::CLogServerUdp(const std::string& port, const std::string& binding
                              CLogServerEngine* engine)
     : m_pEngine(engine), m_strPort(port), m_strBindingAddress(bindingAddress) {}
 
-int CLogServerUdp::PortNumber(const std::string& port) {
-  return static_cast<int>(std::strtol(port.c_str(), nullptr, 10));
-}
-
-// May unwind a cancelled thread, as the socket's own destructor may.
+// A cancelled thread may unwind through it, as through the socket's own destructor.
 CLogServerUdp::~CLogServerUdp() noexcept(false) { Stop(); }
 
 bool CLogServerUdp::Init() {
   m_nReadTimeout = kReadTimeoutMs;
   m_nRcvBufSize = kRcvBufSize;
-  const int port = PortNumber(m_strPort);
+  const int port = CSettings::PortNumber(m_strPort);
   try {
     if (port != 0) {
       const bool any = m_strBindingAddress.empty();
@@ -78,7 +73,7 @@ unsigned CLogServerUdp::MainWorkerThread() {
   return 1;
 }
 
-// Returns false when none came in time.
+// Returns false on time-out.
 bool CLogServerUdp::ReceiveText(char* buffer) {
   alignas(sockaddr) char from[kMaxAddress];
   unsigned fromLength = sizeof from;

@@ -9,21 +9,18 @@
 
 class CLogServerEngine;
 
-/// The daemon's only input: a datagram socket and a thread that hands the text of each datagram to
+/// The daemon's only input: a datagram socket and a thread that passes the text of each datagram to
 /// the engine. A datagram is cut to 1024 bytes, and its text ends at the first NUL; nothing is
-/// added. Constructor, Init, Start and Stop belong to the first thread.
+/// added. Constructor, Init, Start and Stop are for the first thread.
 class CLogServerUdp : public qel::QELSocket {
  public:
-  /// `port`: a UDP port, if its leading part reads as a number other than 0 (of which the low 16
-  /// bits count), else the path of a Unix-domain socket. `bindingAddress`: dotted IPv4 address for
-  /// UDP, empty for any. The engine is not owned and must outlive the receiver. Opens nothing.
+  /// `port`: a UDP port or the path of a Unix-domain socket, as CSettings::PortNumber tells them
+  /// apart. `bindingAddress`: dotted IPv4 address for UDP, empty for any. The engine is not owned
+  /// and must outlive the receiver. Opens nothing.
   CLogServerUdp(const std::string& port, const std::string& bindingAddress,
                 CLogServerEngine* engine);
 
-  /// The number that the leading part of a port setting reads as; 0 when the setting is a path.
-  static int PortNumber(const std::string& port);
-
-  /// Stops.
+  /// Calls Stop.
   ~CLogServerUdp() noexcept(false) override;
 
   /// Binds the socket; removes a file at its path first. Returns false after logging what failed.
@@ -32,12 +29,12 @@ class CLogServerUdp : public qel::QELSocket {
   /// Starts the receive thread and logs that the server listens.
   void Start();
 
-  /// Stops the receive thread (within about 2 seconds, 6 at most) and removes the file named by the
-  /// port, whatever kind of port it is. May be called again.
+  /// Stops the receive thread, which takes up to about 2 seconds, 6 at most, and removes the file
+  /// named by the port, even if that is a UDP port. May be called again.
   void Stop();
 
-  /// The body of the receive thread. Ends when asked to stop, and for good on any socket error: an
-  /// empty datagram counts as one.
+  /// The body of the receive thread. Returns when it is asked to stop, and, for good, on any socket
+  /// error, of which an empty datagram is one.
   unsigned MainWorkerThread();
   static unsigned MainWorkerThread(void* receiver);
 
@@ -48,5 +45,5 @@ class CLogServerUdp : public qel::QELSocket {
   CLogServerEngine* const m_pEngine;
   const std::string m_strPort;
   const std::string m_strBindingAddress;
-  std::uint32_t m_nRcvBufSize = 0;  // bytes of kernel buffer that Init asks for
+  std::uint32_t m_nRcvBufSize = 0;  // SO_RCVBUF, in bytes
 };

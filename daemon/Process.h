@@ -1,21 +1,21 @@
 #pragma once
 
-/// What the process as a whole is set to, for the first thread.
+/// Settings of the process as a whole, for its first thread.
 
-/// Makes the standard streams harmless. To be called before anything opens a file: a standard
-/// descriptor that is closed is opened on /dev/null, so that no log file becomes the standard
-/// error, and a standard error that nobody reads any more does not end the process.
+/// Ignores SIGPIPE and opens each closed standard descriptor on /dev/null, or, where that cannot be
+/// opened, on a pipe that reads as empty and cannot be written to. To be called before anything
+/// opens a file: no log file then becomes standard error.
 void SecureStandardStreams();
 
-/// Blocks SIGHUP and SIGTERM in the calling thread, and in the threads it starts from then on. One
-/// that arrives stays pending.
+/// Blocks SIGHUP and SIGTERM in the calling thread and in the threads that it starts from then on.
+/// A signal that arrives stays pending.
 void BlockSignals();
 
-/// Opens the calling thread to them, also when whoever started the process had blocked them. What
-/// is pending is served before this returns.
+/// Unblocks both signals in the calling thread, even if they were inherited as blocked. Pending
+/// ones are handled before this returns.
 void UnblockSignals();
 
-/// Blocks for a scope, and opens at its end.
+/// Blocks both signals for a scope and unblocks them at its end.
 class [[nodiscard]] CSignalBlock {
  public:
   CSignalBlock() { BlockSignals(); }

@@ -1,8 +1,8 @@
-// Compiled into builds with ThreadSanitizer only.
+// Compiled only into builds with ThreadSanitizer.
 
 extern "C" const char* __tsan_default_options();
 
-// The SIGHUP handler rotates: it uses the heap, streams and a lock, on purpose. The signal is
-// blocked wherever its thread could be half-way through any of these, which the sanitizer's check
-// for calls that are unsafe in a handler cannot know.
+// The SIGHUP handler deliberately uses the heap, streams and a lock to rotate. The sanitizer's
+// check for unsafe calls in a handler cannot know that the signal is blocked wherever the thread
+// could be inside one of these.
 extern "C" const char* __tsan_default_options() { return "report_signal_unsafe=0"; }

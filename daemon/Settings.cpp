@@ -17,7 +17,7 @@ bool Flag(const std::string& text) {
          ::strcasecmp(text.c_str(), "true") == 0;
 }
 
-// A key that is missing leaves its field alone; an empty value is taken.
+// A missing key leaves its field unchanged; an empty value does not.
 void Read(const Section& section, const char* key, std::string& field) {
   if (const std::string* const value = section.FindValue(key)) field = *value;
 }
@@ -60,3 +60,5 @@ bool CSettings::LoadLogServerSection(CRefCount<qel::CIniSettings> /*settings*/) 
   Read(*section, "PidFileName", m_strPidFileName);
   return true;
 }
+
+int CSettings::PortNumber(const std::string& port) { return static_cast<int>(Number(port)); }

@@ -11,7 +11,7 @@ constexpr useconds_t kAttemptIntervalUs = 1000;
 
 }  // namespace
 
-// The kernel ignores the semaphore's number here.
+// The kernel ignores the semaphore number with IPC_RMID.
 CStartupSemaphore::~CStartupSemaphore() { (void)::semctl(m_nId, 1, IPC_RMID); }
 
 void CStartupSemaphore::Raise() {

@@ -1,17 +1,17 @@
 #pragma once
 
-/// The SysV semaphore set by which whoever started the daemon learns that it is up. The set is
-/// removed by the destructor, so also when an exception leaves the scope. First thread only.
+/// The SysV semaphore set that tells the process that started the daemon that it is up. The
+/// destructor removes the set, also when an exception leaves the scope. First thread only.
 class CStartupSemaphore {
  public:
-  /// `id`: of the set. Does nothing yet.
+  /// `id`: identifier of the set. Makes no system call.
   explicit CStartupSemaphore(int id) : m_nId(id) {}
   CStartupSemaphore(const CStartupSemaphore&) = delete;
   CStartupSemaphore& operator=(const CStartupSemaphore&) = delete;
   ~CStartupSemaphore();
 
-  /// Raises semaphore 0 of the set by one, to be undone at the end of the process. Tries 10000
-  /// times, a millisecond apart; a failure is not reported.
+  /// Raises semaphore 0 of the set by one; the kernel undoes that when the process ends. Makes up
+  /// to 10000 attempts, a millisecond apart, and does not report a failure.
   void Raise();
 
  private:

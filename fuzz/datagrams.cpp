@@ -1,4 +1,4 @@
-// Datagrams to a running daemon: its file grows by the text of each, and by nothing else.
+// Sends datagrams to a running daemon: its file must grow by the text of each, and nothing else.
 #include <unistd.h>
 
 #include "Fuzz.h"
@@ -13,7 +13,7 @@ void Try(const std::string& input) {
     sender.Attach(unsigned(::socket(AF_UNIX, SOCK_DGRAM, 0)));
     Require(sender.ConnectUnix((directory + "/run/socket").c_str()));
   }
-  // An empty datagram, which would end reception, is none for this function: it sends nothing.
+  // SendTo sends nothing for an empty input; an empty datagram would end reception.
   const unsigned size = unsigned(input.size());
   Require(sender.SendTo(input.data(), size, static_cast<sockaddr*>(nullptr), 0, 0, 1) == size);
   std::string text = input.substr(0, 1024).c_str(), logged;

@@ -1,13 +1,14 @@
-// Loaded into a fuzzed daemon before the C library. Whatever its configuration says, it signals
-// nobody, listens to this machine alone, and tells the system log nothing.
+// Preloaded into a fuzzed daemon. Whatever its configuration says, the daemon then sends no
+// signals, listens on the loopback address only, and writes nothing to the system log.
 #define _GNU_SOURCE
 #include <arpa/inet.h>
 #include <errno.h>
+#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
-// Away from the terminal, whose Ctrl-C is for the fuzzer.
+// Leaves the session of the terminal, whose Ctrl-C is meant for the fuzzer.
 __attribute__((constructor)) static void leave_session(void) { (void)setsid(); }
 
 int kill(pid_t pid, int signal) {
@@ -16,9 +17,14 @@ int kill(pid_t pid, int signal) {
   return -1;
 }
 
-void syslog(int priority, const char* format, ...) { (void)priority, (void)format; }
+// The daemon sends to the system log only with this function.
+ssize_t sendmsg(int fd, const struct msghdr* message, int flags) {
+  (void)fd, (void)message, (void)flags;
+  errno = EPERM;
+  return -1;
+}
 
-// On any free port, since one that is named could be in use.
+// Binds to any free port, since the configured one could be in use.
 int bind(int fd, const struct sockaddr* address, socklen_t length) {
   const struct sockaddr_in local = {.sin_family = AF_INET,
                                     .sin_addr.s_addr = htonl(INADDR_LOOPBACK)};
@@ -26,8 +32,8 @@ int bind(int fd, const struct sockaddr* address, socklen_t length) {
   return (int)syscall(SYS_bind, fd, &local, sizeof local);
 }
 
-// The first long sleep is free: that of a take-over, if there is one. Those of a running daemon are
-// not, or it would do nothing but look at its flag.
+// Skips the first long sleep, which is that of a take-over, if there is one. A running daemon must
+// sleep between two tests of its flag.
 int usleep(useconds_t time) {
   static int long_sleeps;
   if (time >= 4000000 && long_sleeps++ == 0) return 0;

@@ -1,4 +1,4 @@
-// A configuration file: each setting against what the section says, and who hears of a reload.
+// Loads a configuration file: checks each setting against the section, and reports of a reload.
 #include <sys/mman.h>
 
 #include "Fuzz.h"

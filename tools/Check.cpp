@@ -6,8 +6,8 @@
 #include "Config.h"
 #include "ConfigWarnings.h"
 #include "Files.h"
-#include "LogServerUdp.h"
 #include "QELString.h"
+#include "Settings.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ std::string InUnit(std::uint32_t value, std::uint32_t factor, const char* small,
 }
 
 std::string Port(const std::string& port) {
-  const int number = CLogServerUdp::PortNumber(port);
+  const int number = CSettings::PortNumber(port);
   return number != 0 ? qel::QELSPrintf("UDP port %u", number & 0xFFFF)
                      : "Unix-domain socket " + port;
 }

@@ -10,7 +10,7 @@
 #include "Config.h"
 #include "Instance.h"
 #include "LogFileNames.h"
-#include "LogServerUdp.h"
+#include "Settings.h"
 
 namespace {
 
@@ -61,7 +61,7 @@ void LookAtProcess(const CSettings& settings, CStatusReport& report) {
 }
 
 void LookAtSocket(const CSettings& settings, CStatusReport& report) {
-  const int number = CLogServerUdp::PortNumber(settings.m_strPort);
+  const int number = CSettings::PortNumber(settings.m_strPort);
   report.isUdp = number != 0;
   const bool isRunning = report.process.has_value();  // else it is somebody else's queue
   if (report.isUdp) {

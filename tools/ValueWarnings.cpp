@@ -16,8 +16,8 @@
 #include "Descriptor.h"
 #include "Instance.h"
 #include "LogFileNames.h"
-#include "LogServerUdp.h"
 #include "QELSocket.h"
+#include "Settings.h"
 
 namespace {
 
@@ -52,7 +52,7 @@ class CValueWarnings {
 
   void LookAtAll() {
     LookAtDirectory();
-    if (CLogServerUdp::PortNumber(m_settings.m_strPort) != 0) {
+    if (CSettings::PortNumber(m_settings.m_strPort) != 0) {
       LookAtUdp();
     } else {
       LookAtUnix();
@@ -78,7 +78,7 @@ class CValueWarnings {
   void LookAtUdp() {
     const std::string& port = m_settings.m_strPort;
     const long long number = std::strtoll(port.c_str(), nullptr, 10);
-    const auto effective = static_cast<std::uint16_t>(CLogServerUdp::PortNumber(port));
+    const auto effective = static_cast<std::uint16_t>(CSettings::PortNumber(port));
     if (port.find_first_not_of("0123456789") != std::string::npos || number >= kPorts) {
       Warn("Port", "\"" + port + "\" means UDP port " + std::to_string(effective) +
                        (effective == 0 ? ": the kernel picks one" : ""));

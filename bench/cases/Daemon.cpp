@@ -13,8 +13,8 @@
 #include <filesystem>
 #include <string>
 
+#include "Log.h"
 #include "LogServerEngine.h"
-#include "Util.h"
 
 namespace {
 

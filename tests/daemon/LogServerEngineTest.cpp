@@ -1,15 +1,37 @@
 #include "Daemon.h"
 #include "LogServerEngine.h"
 
-TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
-  ::setenv("TZ", "ABC-14", 1);
+// While true, operator new throws.
+static bool g_memoryIsShort = false;
+
+void* operator new(std::size_t size) {
+  if (g_memoryIsShort) throw std::bad_alloc();
+  return std::malloc(size);
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
+TEST(Engine, AppendsToWhatAnEarlierRunHasLeft) {
+  g_syslog.m_bNoSyslog = true;
   const TempDir dir;
   std::filesystem::create_directory(dir / "log");
   WriteFile(dir / "log/tmp.tavok", "earlier ");
   CLogServerEngine engine(dir / "log", 1, 1, 1, true);
-  EXPECT_TRUE(!engine.Write("too early") && engine.Init());
-  EXPECT_TRUE(engine.Write("later") && !engine.Write(""));
+  EXPECT_FALSE(engine.Write("before Init"));
+  ASSERT_TRUE(engine.Init());
+  EXPECT_TRUE(engine.Write("later"));
+  testing::internal::CaptureStderr();
+  EXPECT_FALSE(engine.Write(""));
+  EXPECT_EQ("CLogServerEngine::Write failed Error:0\n", testing::internal::GetCapturedStderr());
   EXPECT_EQ("earlier later", Logged(dir));
+}
+
+TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
+  ::setenv("TZ", "ABC-14", 1);
+  const TempDir dir;
+  CLogServerEngine engine(dir / "log", 1, 1, 1, true);
+  ASSERT_TRUE(engine.Init());
+  EXPECT_TRUE(engine.Write("first"));
   AwaitNextSecond();
   engine.Rotate();
   EXPECT_TRUE(engine.Write("second"));
@@ -33,7 +55,32 @@ TEST(Engine, RecyclesTheOldestByAgeNotByName) {
   std::uint32_t total = 1, oldest = 4'000'000'000;
   std::string name;
   keepYoung.GetLastModified(name, total, oldest);
-  EXPECT_EQ((std::pair{dir / "log/b_tavok_", 30u}), (std::pair{name, total}));
+  EXPECT_EQ(dir / "log/b_tavok_", name);
+  EXPECT_EQ(30u, total);
   keepYoung.Recycle();
   EXPECT_EQ((std::set<std::string>{"other", "tmp.tavok"}), LogFiles(dir));
+}
+
+TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {
+  const TempDir dir;
+  CLogServerEngine engine(dir / "log", 1, 1, 1, true);
+  ASSERT_TRUE(engine.Init());
+  WriteFile(dir / "log/tavok_1", "");
+  std::uint32_t total = 0, oldest = 4'000'000'000;
+  std::string name;
+  const int free = ::dup(0);
+  ::close(free);
+  g_memoryIsShort = true;
+  EXPECT_THROW(engine.GetLastModified(name, total, oldest), std::bad_alloc);
+  g_memoryIsShort = false;
+  const int freeAfter = ::dup(0);
+  ::close(freeAfter);
+  EXPECT_EQ(free, freeAfter);
+}
+
+TEST(Engine, ReportsALackOfMemoryAsAFileSystemError) {
+  g_syslog.m_bNoSyslog = true;
+  testing::internal::CaptureStderr();
+  LogFileFailure([] { throw std::bad_alloc(); });
+  EXPECT_EQ("CLogServerEngine file system error:12\n", testing::internal::GetCapturedStderr());
 }

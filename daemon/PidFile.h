@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+
+/// Writes the id of this process to the pid file, as digits only. A failure to open the file is
+/// logged; a full disk is not noticed.
+void updatepidfile(const std::string& path);
+
+/// Sends a signal to the process that the pid file names, then sleeps 5 seconds, whether or not
+/// that process exists. Returns at once, silently, if the file is empty or cannot be read. The
+/// number is not checked: 0 and negative numbers signal process groups.
+void killfromfile(int signal, const std::string& path);
+
+/// Returns $TMPDIR if that is a directory, else "/tmp" if that is one, else an empty string. No
+/// slash is appended.
+std::string GetTempPath();

@@ -68,8 +68,7 @@ void QELThread::Stop(unsigned timeoutMs) {
 }
 
 void QELThread::QueueAPC(CThreadAPC* item) {
-  const unsigned passes = m_queue.Passes();
-  m_queue.Append(item);
+  const unsigned passes = m_queue.Append(item);
   const QELElapsed elapsed;
   while (m_queue.Passes() == passes && elapsed.Milliseconds() <= kPokeLimitMs) {
     Poke();

@@ -2,6 +2,7 @@
 
 #include "QELExcep.h"
 #include "QELThread.h"
+#include "QELTrace.h"
 #include "Support.h"
 
 using namespace qel;
@@ -40,6 +41,36 @@ struct CountingItem final : CThreadAPC {
   void run() override { ++s_calls; }
   char m_padding[100];
 };
+
+// Stands in for the wait of a thread: each poke runs that thread's work items, at once and on the
+// poster. The poster holds the thread's lock, so one at a time does it.
+class PokedWait final : public QELSyncObject {
+ public:
+  explicit PokedWait(QELThread& thread) : m_thread(thread), m_record(&thread, *this) {}
+  void WakeFromAPC() override { m_thread.RunPendingAPCs(); }
+  bool Lock(unsigned) override { return false; }
+  bool Unlock() override { return false; }
+
+ private:
+  QELThread& m_thread;
+  const QELThread::CWaitingIn m_record;
+};
+
+// Reaches private members, which an explicit instantiation may name.
+template <auto kQueue, auto kSpin, auto kWord>
+struct Reveal {
+  friend std::atomic<std::uint32_t>& SpinWordOf(QELThread& thread) {
+    return thread.*kQueue.*kSpin.*kWord;
+  }
+};
+template struct Reveal<&QELThread::m_queue, &QELMTLinkedList<CThreadAPC>::m_spin,
+                       &QELSpinWord::m_nWord>;
+std::atomic<std::uint32_t>& SpinWordOf(QELThread& thread);
+
+bool IsAsleep(int tid) {
+  const std::string stat = ReadFile("/proc/self/task/" + std::to_string(tid) + "/stat");
+  return stat.find(") S ") != std::string::npos;
+}
 
 }  // namespace
 
@@ -107,4 +138,29 @@ TEST(Thread, ManyPostersLoseNoItemAndWhatIsLeftIsReleasedUnrun) {
   EXPECT_TRUE(Eventually([] { return s_calls == 200; }));
   posters.clear();
   waiting->Stop();
+}
+
+// The second poster is held up at the spin word, by the trace of a corrupt one, which waits for the
+// channel to be set up. Meanwhile the first poster's item is posted and taken.
+TEST(Thread, TwoPostersAtOnceStrandNoItem) {
+  s_calls = 0;
+  const CRefCount<QELThread> thread = new QELThread;
+  const PokedWait wait(*thread);
+  std::atomic<std::uint32_t>& word = SpinWordOf(*thread);
+  std::atomic<int> tid = 0;
+  InitTraceOrDiag(eTrace);
+  g_lInitTrace = 1;
+  word = 2;
+  std::jthread second([&] {
+    CThreadAPC* const item = new CountingItem;
+    tid = ::gettid();
+    thread->QueueAPC(item);
+  });
+  EXPECT_TRUE(Eventually([&] { return tid != 0 && IsAsleep(tid); }));
+  word = 0;
+  thread->QueueAPC(new CountingItem);
+  EXPECT_EQ(1, s_calls);
+  g_lInitTrace = 2;
+  second.join();
+  EXPECT_EQ(2, s_calls);
 }

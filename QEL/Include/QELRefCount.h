@@ -59,11 +59,17 @@ class CRefCount {
     if (object->m_nRefCount.fetch_add(-1) != 1) return;
     // Stands at 1 during destruction: a handle taken and dropped there must not reach 0 again.
     object->m_nRefCount.fetch_add(1);
-    if constexpr (requires { T::DestroyUnreferenced(object); }) {
-      T::DestroyUnreferenced(object);
-    } else {
-      delete object;
-    }
+    Destroy(object, 0);
+  }
+
+  // The int of the call prefers the first, which exists only where T has the function.
+  template <class U>
+  static auto Destroy(U* object, int /*preferred*/) -> decltype(U::DestroyUnreferenced(object)) {
+    return U::DestroyUnreferenced(object);
+  }
+  template <class U>
+  static void Destroy(U* object, long /*otherwise*/) {
+    delete object;
   }
 
   T* m_pObject = nullptr;

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "QELElapsed.h"
-#include "QELExcep.h"
 #include "QELTrace.h"
 
 namespace qel {

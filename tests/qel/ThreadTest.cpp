@@ -1,6 +1,5 @@
 #include <sys/syscall.h>
 
-#include "QELExcep.h"
 #include "QELThread.h"
 #include "QELTrace.h"
 #include "Support.h"

@@ -21,15 +21,6 @@ constexpr unsigned kPokeIntervalMs = 10;
 constexpr unsigned kPokeLimitMs = 1000;
 constexpr unsigned kKillLimitMs = 100;
 
-// Waits the whole time, though a wait that is not of whole seconds may end at once.
-bool LockFully(QELEvent& event, unsigned timeoutMs) {
-  const QELElapsed elapsed;
-  do {
-    if (event.Lock(timeoutMs)) return true;
-  } while (elapsed.Milliseconds() < timeoutMs);
-  return false;
-}
-
 }  // namespace
 
 void CThreadAPC::DestroyUnreferenced(CThreadAPC* item) {
@@ -63,7 +54,7 @@ void QELThread::Stop(unsigned timeoutMs) {
   if (Current() == this) throw CCancelThreadExcep();
   if (!IsRunning()) return;
   QueueAPC(new CCancelThread);
-  if (!LockFully(m_evFinished, timeoutMs)) Kill();
+  if (!m_evFinished.LockFully(timeoutMs)) Kill();
 }
 
 void QELThread::QueueAPC(CThreadAPC* item) {
@@ -71,7 +62,7 @@ void QELThread::QueueAPC(CThreadAPC* item) {
   const QELElapsed elapsed;
   while (m_queue.Passes() == passes && elapsed.Milliseconds() <= kPokeLimitMs) {
     Poke();
-    if (m_evFinished.Lock(kPokeIntervalMs)) return;
+    if (m_evFinished.LockFully(kPokeIntervalMs)) return;
   }
 }
 
@@ -83,7 +74,7 @@ void QELThread::RunCurrentAPCs() {
   if (QELThread* const thread = Current()) thread->RunPendingAPCs();
 }
 
-bool QELThread::ConfirmKilled() { return m_bKilled && LockFully(m_evKilled, kKillLimitMs); }
+bool QELThread::ConfirmKilled() { return m_bKilled && m_evKilled.LockFully(kKillLimitMs); }
 
 void QELThread::Attach(unsigned long handle) { m_hThread = handle; }
 

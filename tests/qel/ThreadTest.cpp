@@ -31,6 +31,13 @@ unsigned Block(void*) {
   for (;;) ::syscall(SYS_pause);
 }
 
+// Whether this second has come to its half, and not far beyond.
+bool IsHalfPast() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto part = now % std::chrono::seconds(1);
+  return part >= std::chrono::milliseconds(500) && part < std::chrono::milliseconds(550);
+}
+
 bool Ends(const CRefCount<QELThread>& thread) {
   return Eventually([&] { return !thread->IsRunning(); });
 }
@@ -162,4 +169,26 @@ TEST(Thread, TwoPostersAtOnceStrandNoItem) {
   g_lInitTrace = 2;
   second.join();
   EXPECT_EQ(2, s_calls);
+}
+
+TEST(Thread, AStopKeepsATimeOutOfNoWholeSecondsAsleep) {
+  struct CountedPokes final : QELSyncObject {
+    void WakeFromAPC() override { ++m_nPokes; }
+    bool Lock(unsigned) override { return false; }
+    bool Unlock() override { return false; }
+    int m_nPokes = 0;
+  } pokes;
+  CRefCount<QELThread> thread;
+  QELBeginThread(thread, Block, nullptr);
+  const QELThread::CWaitingIn record(thread.Get(), pokes);
+  // The wait for the end begins a second later, and runs into the next second.
+  EXPECT_TRUE(Eventually(IsHalfPast));
+  const std::clock_t processor = std::clock();
+  const auto start = std::chrono::steady_clock::now();
+  thread->Stop(600);
+  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took.count(), 1595);  // of it 1000 for the pokes
+  EXPECT_LE(took.count(), 1850);
+  EXPECT_LE((std::clock() - processor) * 1000 / CLOCKS_PER_SEC, 100);
+  EXPECT_LE(pokes.m_nPokes, 101);  // one each 10 ms
 }

@@ -28,8 +28,9 @@ class QELMTLinkedList {
   /// Releases what is left.
   ~QELMTLinkedList() { Clear(); }
 
-  /// Appends an item and takes a reference to it.
-  void Append(T* item) {
+  /// Appends an item and takes a reference to it. Returns Passes() as it was when the item was
+  /// appended: once it has changed, the owner has taken this item off or is about to.
+  unsigned Append(T* item) {
     const Guard guard(m_spin, kFile, kLine);
     QELListNode* const node = NodeOf(item);
     node->m_pPrev = m_sentinel.m_pPrev;
@@ -38,14 +39,17 @@ class QELMTLinkedList {
     m_sentinel.m_pPrev = node;
     m_nCount.fetch_add(1);
     item->m_nRefCount.fetch_add(1);
+    // Under the spin word, as the owner counts under it: a pass not counted yet begins after this
+    // append and so finds the item, and the pass that takes the item is always among those.
+    return m_nPasses;
   }
 
   /// Takes the oldest item off, with the list's reference; empty when there is none. Owner only.
   /// Each call counts as one pass.
   CRefCount<T> TakeHead() {
-    m_nPasses.store(m_nPasses.load(std::memory_order_relaxed) + 1);
     CRefCount<T> item;
     const Guard guard(m_spin, kFile, kLine);
+    m_nPasses.store(m_nPasses.load(std::memory_order_relaxed) + 1);
     if (m_nCount != 0) UnlinkHead(item);
     return item;
   }
@@ -63,8 +67,7 @@ class QELMTLinkedList {
   /// A look without the spin word.
   bool IsEmpty() const noexcept { return m_nCount == 0; }
 
-  /// How often the owner has begun to take an item off; a change shows that it has noticed the
-  /// list.
+  /// How often the owner has begun to take an item off. A look without the spin word.
   unsigned Passes() const noexcept { return m_nPasses; }
 
  private:

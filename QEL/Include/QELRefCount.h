@@ -48,6 +48,9 @@ class CRefCount {
     if (old != nullptr) Release(old);
   }
 
+  /// Exchanges the objects of two handles; no count changes.
+  void Swap(CRefCount& other) noexcept { std::swap(m_pObject, other.m_pObject); }
+
   /// The object, still owned by its handles, or null.
   T* Get() const noexcept { return m_pObject; }
   T* operator->() const noexcept { return m_pObject; }
@@ -59,19 +62,24 @@ class CRefCount {
     if (object->m_nRefCount.fetch_add(-1) != 1) return;
     // Stands at 1 during destruction: a handle taken and dropped there must not reach 0 again.
     object->m_nRefCount.fetch_add(1);
-    if constexpr (requires { T::DestroyUnreferenced(object); }) {
-      T::DestroyUnreferenced(object);
-    } else {
-      delete object;
-    }
+    Destroy(object, 0);
+  }
+
+  // The int of the call prefers the first, which exists only where T has the function.
+  template <class U>
+  static auto Destroy(U* object, int /*preferred*/) -> decltype(U::DestroyUnreferenced(object)) {
+    return U::DestroyUnreferenced(object);
+  }
+  template <class U>
+  static void Destroy(U* object, long /*otherwise*/) {
+    delete object;
   }
 
   T* m_pObject = nullptr;
 };
 
-/// A handle that one thread replaces while others read it. Made for rare writers: a spin word is
-/// held for one pointer copy and one count. Any thread may call both operations, but writers take
-/// turns: of two at once, one might run a destructor under the spin word.
+/// A handle that threads replace while others read it. Any thread may call every operation. It is
+/// made for rare writers: a spin word is held for one pointer copy and one count.
 template <class T>
 class CLockedRefCount {
  public:
@@ -86,9 +94,9 @@ class CLockedRefCount {
   /// Replaces what the slot holds. If this drops the last handle to the old object, its destructor
   /// runs here, outside the spin word.
   void Set(T* object) {
-    const CRefCount<T> old = Get();
+    CRefCount<T> swapped(object);
     const qel::QELSpinGuard guard(m_spin, kFile, kLine);
-    m_object.Attach(object);
+    swapped.Swap(m_object);
   }
   void Set(const CRefCount<T>& object) { Set(object.Get()); }
 

@@ -91,6 +91,12 @@ struct QELWaitObject {
     if (timeoutMs != 0 && timeoutMs != QELInfinite) SetDeadline();
   }
 
+  /// Makes the deadline valid for every time-out.
+  void CarryNanoseconds() {
+    m_deadline.tv_sec += m_deadline.tv_nsec / 1'000'000'000;
+    m_deadline.tv_nsec %= 1'000'000'000;
+  }
+
   timespec m_deadline{};  // both times unset when the time-out is 0 or infinite
   timeval m_start{};
   unsigned m_nTimeoutMs;
@@ -123,6 +129,9 @@ class QELEvent : public QELSyncObject {
   /// nanoseconds are not carried into the seconds, and the C library rejects such a deadline.
   bool Lock(unsigned timeoutMs) override;
 
+  /// The same, but keeps a time-out that is not a whole number of seconds, too.
+  bool LockFully(unsigned timeoutMs);
+
   /// An event is not owned: nothing to release.
   bool Unlock() override;
   using QELSyncObject::Unlock;
@@ -139,6 +148,8 @@ class QELEvent : public QELSyncObject {
  private:
   class CHeld;
   class COuterLevels;
+
+  bool Await(qel::QELWaitObject& wait);
 
   bool TakeSignal() {
     if (!m_bSignalled) return false;

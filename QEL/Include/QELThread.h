@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "QELExcep.h"
 #include "QELMTLinkedList.h"
 #include "QELObject.h"
 #include "QELRefCount.h"

@@ -4,7 +4,6 @@
 #include <exception>
 #include <memory>
 
-#include "QELExcep.h"
 #include "QELThread.h"
 #include "QELTrace.h"
 

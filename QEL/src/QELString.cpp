@@ -88,7 +88,8 @@ void FromWide(const wchar_t* in, std::size_t count, std::string& out) {
   out.clear();
   out.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    out.push_back(in[i] < 256 ? static_cast<char>(in[i]) : '\xFF');
+    const auto value = static_cast<std::int32_t>(in[i]);  // signed also where wchar_t is not
+    out.push_back(value < 256 ? static_cast<char>(value) : '\xFF');
   }
 }
 

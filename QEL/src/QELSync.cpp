@@ -99,10 +99,20 @@ bool QELEvent::IsSignalled() {
 }
 
 bool QELEvent::Lock(unsigned timeoutMs) {
-  qel::QELThread* const thread = qel::QELThread::Current();
-  // A look blocks nowhere: there is nothing to wake it out of.
-  const qel::QELThread::CWaitingIn record(timeoutMs == 0 ? nullptr : thread, *this);
   qel::QELWaitObject wait(timeoutMs);
+  return Await(wait);
+}
+
+bool QELEvent::LockFully(unsigned timeoutMs) {
+  qel::QELWaitObject wait(timeoutMs);
+  wait.CarryNanoseconds();
+  return Await(wait);
+}
+
+bool QELEvent::Await(qel::QELWaitObject& wait) {
+  qel::QELThread* const thread = qel::QELThread::Current();
+  // A look never blocks: there is nothing to wake it out of.
+  const qel::QELThread::CWaitingIn record(wait.m_nTimeoutMs == 0 ? nullptr : thread, *this);
   const CHeld held(*this);
   for (;;) {
     if (TakeSignal()) return true;

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "QELElapsed.h"
-#include "QELExcep.h"
 #include "QELTrace.h"
 
 namespace qel {
@@ -21,15 +20,6 @@ const struct ThreadKey {
 constexpr unsigned kPokeIntervalMs = 10;
 constexpr unsigned kPokeLimitMs = 1000;
 constexpr unsigned kKillLimitMs = 100;
-
-// Waits the whole time, though a wait that is not of whole seconds may end at once.
-bool LockFully(QELEvent& event, unsigned timeoutMs) {
-  const QELElapsed elapsed;
-  do {
-    if (event.Lock(timeoutMs)) return true;
-  } while (elapsed.Milliseconds() < timeoutMs);
-  return false;
-}
 
 }  // namespace
 
@@ -64,16 +54,15 @@ void QELThread::Stop(unsigned timeoutMs) {
   if (Current() == this) throw CCancelThreadExcep();
   if (!IsRunning()) return;
   QueueAPC(new CCancelThread);
-  if (!LockFully(m_evFinished, timeoutMs)) Kill();
+  if (!m_evFinished.LockFully(timeoutMs)) Kill();
 }
 
 void QELThread::QueueAPC(CThreadAPC* item) {
-  const unsigned passes = m_queue.Passes();
-  m_queue.Append(item);
+  const unsigned passes = m_queue.Append(item);
   const QELElapsed elapsed;
   while (m_queue.Passes() == passes && elapsed.Milliseconds() <= kPokeLimitMs) {
     Poke();
-    if (m_evFinished.Lock(kPokeIntervalMs)) return;
+    if (m_evFinished.LockFully(kPokeIntervalMs)) return;
   }
 }
 
@@ -85,7 +74,7 @@ void QELThread::RunCurrentAPCs() {
   if (QELThread* const thread = Current()) thread->RunPendingAPCs();
 }
 
-bool QELThread::ConfirmKilled() { return m_bKilled && LockFully(m_evKilled, kKillLimitMs); }
+bool QELThread::ConfirmKilled() { return m_bKilled && m_evKilled.LockFully(kKillLimitMs); }
 
 void QELThread::Attach(unsigned long handle) { m_hThread = handle; }
 

@@ -1,4 +1,4 @@
-
+#include <latch>
 
 #include "QELRefCount.h"
 #include "Support.h"
@@ -36,4 +36,41 @@ TEST(Handle, ASlotCanBeReplacedUnderItsReaders) {
   slot.Set(nullptr);
   EXPECT_EQ(20000, replaced);
   EXPECT_TRUE(dead == 0 && held->m_nRefCount == 1);
+}
+
+// Looks at the slot that held it while it is destroyed. Outside of that it is counted slowly, which
+// gives other writers the time to arrive.
+struct Looking {
+  explicit Looking(CLockedRefCount<Looking>& slot) : m_slot(slot) {}
+  ~Looking() {
+    s_bDestroying = true;
+    (void)m_slot.Get();
+    s_bDestroying = false;
+  }
+
+  struct SlowCount {
+    int fetch_add(int number) {
+      if (!s_bDestroying) std::this_thread::yield();
+      return m_value.fetch_add(number);
+    }
+    std::atomic<int> m_value = 0;
+  } m_nRefCount;
+  CLockedRefCount<Looking>& m_slot;
+  static inline thread_local bool s_bDestroying = false;
+};
+
+TEST(Handle, ASlotWithTwoWritersDestroysOutsideTheSpinWord) {
+  CLockedRefCount<Looking> slot;
+  std::latch start(2);
+  const auto write = [&] {
+    start.arrive_and_wait();
+    for (int i = 0; i < 40'000; ++i) slot.Set(new Looking(slot));
+  };
+  ::alarm(60);  // a destructor under the spin word waits for it for ever
+  std::jthread other(write);
+  write();
+  other.join();
+  ::alarm(0);
+  slot.Set(nullptr);
+  EXPECT_FALSE(slot.Get());
 }

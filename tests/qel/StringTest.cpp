@@ -27,3 +27,21 @@ TEST(String, Utf8IsEncodedFromTheLow16Bits) {
   ToUtf8({0x7F, 0x80, 0x7FF, 0x800, 0xD800, 0xFFFF, 0x1F600}, out);
   EXPECT_EQ("\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\xA0\x80\xEF\xBF\xBF\xEF\x98\x80", out);
 }
+
+TEST(String, WideCharactersAreNarrowedBySignedComparison) {
+  const std::pair<std::int32_t, char> cases[] = {
+      {0, '\0'},     {'A', 'A'},   {0xE9, '\xE9'},  {0xFF, '\xFF'},
+      {256, '\xFF'}, {-1, '\xFF'}, {-0xBF, '\x41'}, {INT32_MIN + 0x41, '\x41'}};
+  for (const auto& [value, expected] : cases) {
+    const auto wide = static_cast<wchar_t>(value);
+    std::string out = "old";
+    FromWide(&wide, 1, out);
+    EXPECT_EQ(std::string(1, expected), out) << value;
+  }
+}
+
+TEST(String, BytesAreWidenedToTheSameValue) {
+  std::wstring out = L"old";
+  ToWide("a\x80\xFF\0z", 4, out);
+  EXPECT_EQ((std::wstring{'a', 0x80, 0xFF, 0}), out);
+}

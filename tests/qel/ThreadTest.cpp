@@ -1,7 +1,7 @@
 #include <sys/syscall.h>
 
-#include "QELExcep.h"
 #include "QELThread.h"
+#include "QELTrace.h"
 #include "Support.h"
 
 using namespace qel;
@@ -31,6 +31,13 @@ unsigned Block(void*) {
   for (;;) ::syscall(SYS_pause);
 }
 
+// Whether this second has come to its half, and not far beyond.
+bool IsHalfPast() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto part = now % std::chrono::seconds(1);
+  return part >= std::chrono::milliseconds(500) && part < std::chrono::milliseconds(550);
+}
+
 bool Ends(const CRefCount<QELThread>& thread) {
   return Eventually([&] { return !thread->IsRunning(); });
 }
@@ -40,6 +47,36 @@ struct CountingItem final : CThreadAPC {
   void run() override { ++s_calls; }
   char m_padding[100];
 };
+
+// Stands in for the wait of a thread: each poke runs that thread's work items, at once and on the
+// poster. The poster holds the thread's lock, so one at a time does it.
+class PokedWait final : public QELSyncObject {
+ public:
+  explicit PokedWait(QELThread& thread) : m_thread(thread), m_record(&thread, *this) {}
+  void WakeFromAPC() override { m_thread.RunPendingAPCs(); }
+  bool Lock(unsigned) override { return false; }
+  bool Unlock() override { return false; }
+
+ private:
+  QELThread& m_thread;
+  const QELThread::CWaitingIn m_record;
+};
+
+// Reaches private members, which an explicit instantiation may name.
+template <auto kQueue, auto kSpin, auto kWord>
+struct Reveal {
+  friend std::atomic<std::uint32_t>& SpinWordOf(QELThread& thread) {
+    return thread.*kQueue.*kSpin.*kWord;
+  }
+};
+template struct Reveal<&QELThread::m_queue, &QELMTLinkedList<CThreadAPC>::m_spin,
+                       &QELSpinWord::m_nWord>;
+std::atomic<std::uint32_t>& SpinWordOf(QELThread& thread);
+
+bool IsAsleep(int tid) {
+  const std::string stat = ReadFile("/proc/self/task/" + std::to_string(tid) + "/stat");
+  return stat.find(") S ") != std::string::npos;
+}
 
 }  // namespace
 
@@ -107,4 +144,51 @@ TEST(Thread, ManyPostersLoseNoItemAndWhatIsLeftIsReleasedUnrun) {
   EXPECT_TRUE(Eventually([] { return s_calls == 200; }));
   posters.clear();
   waiting->Stop();
+}
+
+// The second poster is held up at the spin word, by the trace of a corrupt one, which waits for the
+// channel to be set up. Meanwhile the first poster's item is posted and taken.
+TEST(Thread, TwoPostersAtOnceStrandNoItem) {
+  s_calls = 0;
+  const CRefCount<QELThread> thread = new QELThread;
+  const PokedWait wait(*thread);
+  std::atomic<std::uint32_t>& word = SpinWordOf(*thread);
+  std::atomic<int> tid = 0;
+  InitTraceOrDiag(eTrace);
+  g_lInitTrace = 1;
+  word = 2;
+  std::jthread second([&] {
+    CThreadAPC* const item = new CountingItem;
+    tid = ::gettid();
+    thread->QueueAPC(item);
+  });
+  EXPECT_TRUE(Eventually([&] { return tid != 0 && IsAsleep(tid); }));
+  word = 0;
+  thread->QueueAPC(new CountingItem);
+  EXPECT_EQ(1, s_calls);
+  g_lInitTrace = 2;
+  second.join();
+  EXPECT_EQ(2, s_calls);
+}
+
+TEST(Thread, AStopKeepsATimeOutOfNoWholeSecondsAsleep) {
+  struct CountedPokes final : QELSyncObject {
+    void WakeFromAPC() override { ++m_nPokes; }
+    bool Lock(unsigned) override { return false; }
+    bool Unlock() override { return false; }
+    int m_nPokes = 0;
+  } pokes;
+  CRefCount<QELThread> thread;
+  QELBeginThread(thread, Block, nullptr);
+  const QELThread::CWaitingIn record(thread.Get(), pokes);
+  // The wait for the end begins a second later, and runs into the next second.
+  EXPECT_TRUE(Eventually(IsHalfPast));
+  const std::clock_t processor = std::clock();
+  const auto start = std::chrono::steady_clock::now();
+  thread->Stop(600);
+  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took.count(), 1595);  // of it 1000 for the pokes
+  EXPECT_LE(took.count(), 1850);
+  EXPECT_LE((std::clock() - processor) * 1000 / CLOCKS_PER_SEC, 100);
+  EXPECT_LE(pokes.m_nPokes, 101);  // one each 10 ms
 }

@@ -58,7 +58,7 @@ TEST(Trace, TracedFaultsAreReportedOnceOrNotAtAll) {
   Collector trace("/tmp/ZABKTraceCon");
   CLockedRefCount<Shared> slot;
   reinterpret_cast<std::uint32_t&>(slot) = 2;  // its spin word
-  slot.Set(new Shared);                        // acquires twice; the first release repairs it
+  slot.Set(new Shared);                        // repairs it when it releases
   EXPECT_TRUE(slot.Get());
   const char* const file = "../../../QEL/Include/QELRefCount, line 236";
   EXPECT_TRUE(trace.Sees(Datagram(QELSPrintf("Assertion failed: Tid: %d, Expr: false, file %s",

@@ -15,8 +15,7 @@ std::vector<std::string> ReadOptions(int argc, char** argv, const char* usage,
                        std::fputs(usage, stdout);
                        std::exit(std::fflush(stdout) == 0 ? kDone : kFailed);
                      }});
-  std::string letters =
-      "+:";  // stop at the first word that is no option; report errors here, not there
+  std::string letters = "+:";  // stop at the first word that is no option; print no errors
   std::vector<option> table;
   for (const COption& one : options) {
     letters += one.letter;

@@ -123,6 +123,7 @@ TEST(Tail, FollowsEveryRotationAndLosesNothing) {
   const Ctl tail(dir, "tail -c conf -n 1000", "tail");
   const Ctl stopped(dir, "tail -c conf -n 1000", "stopped");
   feed.Send(500);
+  ExpectOut(tail, feed.Sent());
   ExpectOut(stopped, feed.Sent());
   stopped.Pause();  // before the first rotation: it sleeps through all of them
   for (int round = 0; round < 4; ++round) {

@@ -31,7 +31,7 @@ install_missing() {
     fail "Could not install: ${missing[*]}"
 }
 
-build_tools=(g++:g++ cmake:cmake ninja-build:ninja)
+build_tools=(g++:g++ cmake:cmake ninja-build:ninja nlohmann-json3-dev:/usr/include/nlohmann/json.hpp)
 test_libraries=(libgtest-dev:/usr/include/gtest/gtest.h libbenchmark-dev:/usr/include/benchmark/benchmark.h)
 
 # build_preset PRESET TARGET [OPTION...]: builds a target of a preset, below build/.

@@ -1,0 +1,42 @@
+#include "config/KnownSettings.h"
+
+#include "QELString.h"
+#include "Settings.h"
+
+namespace {
+
+std::string InUnit(std::uint32_t value, std::uint32_t factor, const char* small,
+                   const char* large) {
+  return value % factor == 0 ? qel::QELSPrintf("%u %s (%u %s)", value / factor, large, value, small)
+                             : qel::QELSPrintf("%u %s", value, small);
+}
+
+std::string InMiB(std::uint32_t bytes) { return InUnit(bytes, 1 << 20, "bytes", "MiB"); }
+
+std::string Port(const CSettings& settings) {
+  const int number = CSettings::PortNumber(settings.m_strPort);
+  return number != 0 ? qel::QELSPrintf("UDP port %u", number & 0xFFFF)
+                     : "Unix-domain socket " + settings.m_strPort;
+}
+
+}  // namespace
+
+const std::array<CKnownSetting, 8> kKnownSettings = {{
+    {"DirName", [](const CSettings& settings) { return settings.m_strDirName; }},
+    {"Port", Port},
+    {"BindingAddress",
+     [](const CSettings& settings) {
+       return settings.m_strBindingAddress.empty() ? "any" : settings.m_strBindingAddress;
+     }},
+    {"PidFileName", [](const CSettings& settings) { return settings.m_strPidFileName; }},
+    {"MaxFileSize", [](const CSettings& settings) { return InMiB(settings.m_nMaxFileSize); }},
+    {"MaxSize", [](const CSettings& settings) { return InMiB(settings.m_nMaxSize); }},
+    {"MaxPeriod",
+     [](const CSettings& settings) {
+       return InUnit(settings.m_nMaxPeriod, 3600, "seconds", "hours");
+     }},
+    {"ExternalRotation",
+     [](const CSettings& settings) -> std::string {
+       return settings.m_bExternalRotation ? "on" : "off";
+     }},
+}};

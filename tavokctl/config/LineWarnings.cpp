@@ -1,0 +1,106 @@
+#include <strings.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+
+#include "QELString.h"
+#include "config/KnownSettings.h"
+#include "config/Warnings.h"
+
+namespace {
+
+// The edit distance: how many letters to insert, delete or replace, whatever their case.
+std::size_t Distance(const std::string& a, const std::string& b) {
+  std::vector<std::size_t> row(b.size() + 1);
+  std::iota(row.begin(), row.end(), 0U);
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    std::size_t diagonal = std::exchange(row[0], i);
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const bool differs = ::strncasecmp(&a[i - 1], &b[j - 1], 1) != 0;
+      const std::size_t replaced = diagonal + (differs ? 1 : 0);
+      diagonal = std::exchange(row[j], std::min({replaced, row[j] + 1, row[j - 1] + 1}));
+    }
+  }
+  return row[b.size()];
+}
+
+// "; did you mean X?", if the nearest of `known` differs in at most half of its letters.
+std::string Suggestion(const std::string& name, const std::vector<std::string>& known) {
+  const auto nearest = std::min_element(
+      known.begin(), known.end(),
+      [&](const auto& a, const auto& b) { return Distance(name, a) < Distance(name, b); });
+  if (Distance(name, *nearest) > nearest->size() / 2) return {};
+  return "; did you mean " + *nearest + "?";
+}
+
+bool IsKnown(const std::string& key) {
+  return std::any_of(kKnownSettings.begin(), kKnownSettings.end(),
+                     [&](const CKnownSetting& known) { return IsSameKey(known.key, key); });
+}
+
+std::string UnknownKey(const std::string& key) {
+  const std::string text = "unknown key \"" + key + "\": ignored";
+  if (key[0] == ';' || key.starts_with("//")) return text + "; comments begin with #";
+  if (key[0] == '[') return text + "; a section header ends with ]";
+  std::vector<std::string> known;
+  for (const CKnownSetting& setting : kKnownSettings) known.emplace_back(setting.key);
+  return text + Suggestion(key, known);
+}
+
+// Remembers where a section or key was last seen.
+class CLineWarnings {
+ public:
+  explicit CLineWarnings(std::vector<CWarning>& warnings) : m_warnings(warnings) {}
+
+  void Look(const CConfigLine& line) {
+    if (line.isHeader) {
+      LookAtHeader(line);
+    } else if (!line.inSection) {
+      Warn(line, "\"" + line.key + "\" comes before the first section: ignored");
+    } else if (IsSameKey(line.section, kSection)) {
+      LookAtEntry(line);
+    }
+  }
+
+ private:
+  void LookAtHeader(const CConfigLine& line) {
+    if (!IsSameKey(line.key, kSection)) {
+      return Warn(line,
+                  "unknown section [" + line.key + "]: ignored" + Suggestion(line.key, {kSection}));
+    }
+    if (m_section != 0) {
+      Warn(line, "a second [LogServer]: it replaces the one in line " + std::to_string(m_section));
+    }
+    m_section = line.number;
+    m_keys.clear();
+  }
+
+  void LookAtEntry(const CConfigLine& line) {
+    if (!IsKnown(line.key)) return Warn(line, UnknownKey(line.key));
+    if (const unsigned before = std::exchange(m_keys[line.key], line.number)) {
+      Warn(line, line.key + " is set again: this overrides line " + std::to_string(before));
+    }
+    if (!line.hasValue) {
+      Warn(line, line.key + " has no '=': taken as empty");
+    } else if (line.value.find(" #") != std::string::npos) {
+      Warn(line, "the # and the text after it are part of the value of " + line.key +
+                     ": a comment needs a line of its own");
+    }
+  }
+
+  void Warn(const CConfigLine& line, const std::string& text) {
+    m_warnings.push_back({line.number, text});
+  }
+
+  std::vector<CWarning>& m_warnings;
+  unsigned m_section = 0;
+  std::map<std::string, unsigned, qel::LessStrings> m_keys;
+};
+
+}  // namespace
+
+void WarnOfLines(const std::vector<CConfigLine>& lines, std::vector<CWarning>& warnings) {
+  CLineWarnings look(warnings);
+  for (const CConfigLine& line : lines) look.Look(line);
+}

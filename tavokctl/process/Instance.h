@@ -1,0 +1,48 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "base/Descriptor.h"
+
+/// The content of a pid file. tavok trusts it; tavokctl does not.
+struct CPidFile {
+  enum EKind { kMissing, kPid, kNoPid };
+
+  EKind kind;
+  pid_t pid;  // positive, for kPid
+};
+
+/// Reads a pid file: digits, as tavok writes them, with blanks or line ends around them at most. An
+/// empty file counts as missing, as it does for tavok. Throws CFailure if it cannot be read.
+CPidFile ReadPidFile(const std::string& path);
+
+/// A running tavok, held by a pidfd, so that a signal reaches that process or none. One thread at a
+/// time.
+class CInstance {
+ public:
+  /// The tavok that the pid file names, if it runs. Otherwise null, and `why` is the reason: there
+  /// is no pid file, no such process, or it is another program. Throws CFailure if that cannot be
+  /// found out.
+  static std::unique_ptr<CInstance> Find(const std::string& pidFile, std::string& why);
+
+  /// The same, but throws CFailure, "find tavok: <why>", instead of returning null.
+  static std::unique_ptr<CInstance> Get(const std::string& pidFile);
+
+  pid_t Pid() const { return m_pid; }
+
+  /// Throws CFailure, "signal process <pid>: ...".
+  void Signal(int signal) const;
+
+  /// Waits for the end of the process; false if it still runs after `time`.
+  bool AwaitEnd(std::chrono::milliseconds time) const;
+
+ private:
+  CInstance(pid_t pid, CDescriptor process) : m_pid(pid), m_process(std::move(process)) {}
+
+  const pid_t m_pid;
+  const CDescriptor m_process;
+};

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+/// Starts tavok with the configuration and further options, in a session of its own and in the
+/// current working directory, and returns its process id when it has raised its start-up semaphore.
+/// Its output until then goes to standard error; later messages go to the system log only.
+///
+/// Throws CFailure, with the last lines of that output, if tavok ends before it is up. If it takes
+/// longer than `timeout`, or this process gets SIGINT, SIGTERM or SIGHUP, ends tavok and throws
+/// CFailure. Removes the semaphore set in any case: a tavok that is killed would leave it.
+///
+/// The program is the tavok in the directory of this program, or in ../sbin of it.
+pid_t Launch(const std::string& config, const std::vector<std::string>& options,
+             std::chrono::seconds timeout);

@@ -1,0 +1,196 @@
+#include "state/Follower.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/inotify.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "LogFileNames.h"
+#include "base/Failure.h"
+
+namespace {
+
+constexpr std::size_t kBlock = 65536;
+constexpr int kDirectoryCheckMs = 1000;
+constexpr int kNameWaitMs = 10;  // between the two events of a rename
+constexpr unsigned kWatched = IN_MODIFY | IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
+                              IN_MOVE_SELF | IN_ONLYDIR;
+
+void WriteOut(const char* text, std::size_t size) {
+  while (size > 0) {
+    const ssize_t written = ::write(STDOUT_FILENO, text, size);
+    if (written == -1 && errno == EINTR) continue;
+    if (written == -1 &&
+        errno == EAGAIN) {  // another process that shares the output has made it non-blocking
+      pollfd entry{STDOUT_FILENO, POLLOUT, 0};
+      (void)::poll(&entry, 1, -1);
+      continue;
+    }
+    if (written == -1) throw CFailure("write standard output", errno);
+    text += written;
+    size -= static_cast<std::size_t>(written);
+  }
+}
+
+// The offset at which the last lines of the first `size` bytes begin. The last byte is skipped: a
+// line end there starts no further line.
+off_t LastLines(const CDescriptor& file, std::uint64_t size, unsigned lines) {
+  char block[kBlock];
+  for (std::uint64_t end = size - std::min<std::uint64_t>(size, 1); end > 0;) {
+    const std::uint64_t begin = end - std::min<std::uint64_t>(end, kBlock);
+    const ssize_t count = ::pread(file.Get(), block, end - begin, static_cast<off_t>(begin));
+    for (ssize_t i = count; i-- > 0;) {
+      if (block[i] == '\n' && lines-- == 1) return static_cast<off_t>(begin) + i + 1;
+    }
+    end = begin;
+  }
+  return 0;
+}
+
+}  // namespace
+
+CFollower::CFollower(const std::string& directory)
+    : m_directory(directory), m_events(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  if (!m_events || ::inotify_add_watch(m_events.Get(), directory.c_str(), kWatched) == -1) {
+    throw CFailure("watch " + directory, errno);
+  }
+  if (const auto watched = Look(directory)) m_directoryId = watched->id;
+}
+
+void CFollower::Follow(unsigned lines) {
+  OpenNext();
+  if (m_file) SeekToLastLines(lines);
+  for (;;) {
+    ReadEvents();  // before the text: a file renamed by now is complete
+    Drain();
+    if (!MoveOn() && !AwaitEvent(kDirectoryCheckMs)) RequireDirectory();
+  }
+}
+
+void CFollower::ReadEvents() {
+  alignas(inotify_event) char buffer[kBlock];
+  do {
+    const ssize_t size = ::read(m_events.Get(), buffer, sizeof buffer);
+    for (ssize_t at = 0; at < size;) {
+      const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+      TakeEvent(*event);
+      at += static_cast<ssize_t>(sizeof *event + event->len);
+    }
+  } while (AwaitEvent(IsNameAwaited() ? kNameWaitMs : 0));
+}
+
+void CFollower::TakeEvent(const inotify_event& event) {
+  if (event.mask & IN_Q_OVERFLOW)
+    throw CFailure("follow " + m_directory + ": events were lost, it is too far behind");
+  const bool isCurrent = std::strcmp(event.name, kCurrentName) == 0;
+  if (isCurrent && event.mask & IN_MOVED_FROM) {
+    m_rotated.emplace_back();
+    m_cookie = event.cookie;
+  } else if (isCurrent && event.mask & (IN_CREATE | IN_MOVED_TO)) {
+    m_isCreated = true;
+  } else if (event.mask & IN_MOVED_TO && event.cookie == m_cookie && IsNameAwaited()) {
+    m_rotated.back() = event.name;
+  }
+}
+
+bool CFollower::AwaitEvent(int timeoutMs) const {
+  pollfd entries[] = {{m_events.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+  (void)::poll(entries, 2, timeoutMs);
+  // The reader has gone: end now, not at the next message.
+  if (entries[1].revents & POLLERR) throw CFailure("write standard output", EPIPE);
+  return entries[0].revents != 0;
+}
+
+// inotify reports the removal of a directory only when no file that was in it is open.
+void CFollower::RequireDirectory() const {
+  const auto now = Look(m_directory);
+  if (!now || now->id != m_directoryId) {
+    throw CFailure("follow " + m_directory + ": it has been removed");
+  }
+}
+
+// Moves on to the next file if the open one is finished; false if there is nothing to read.
+bool CFollower::MoveOn() {
+  if (m_file) {
+    if (!IsFinished()) return false;
+    m_last = std::exchange(m_file, CDescriptor());
+    if (!m_rotated.empty()) m_rotated.pop_front();
+  }
+  OpenNext();
+  return static_cast<bool>(m_file);
+}
+
+bool CFollower::IsFinished() {
+  if (!m_rotated.empty()) return true;
+  struct stat status;
+  if (!m_isCreated || ::fstat(m_file.Get(), &status) == -1 || status.st_nlink > 0) return false;
+  // Somebody removed it, and there is a new one. Or tavok rotated and then deleted it, all since
+  // the last ReadEvents: then it may have got more text, and its rename is not in m_rotated yet.
+  ReadEvents();
+  Drain();
+  return true;
+}
+
+// The successor of the finished file has the first name in m_rotated or, if that is empty, is the
+// current file. It may be rotated before it is open, so the events are read once more after that.
+void CFollower::OpenNext() {
+  m_isCreated = false;
+  for (;;) {
+    for (; !m_rotated.empty(); m_rotated.pop_front()) {
+      if (Open(m_rotated.front())) return;
+      if (m_rotated.front().empty()) continue;
+      std::fprintf(stderr, "tavokctl tail: %s was removed before it could be read\n",
+                   m_rotated.front().c_str());
+    }
+    const CFileId before = m_id;
+    if (!Open(kCurrentName)) return;
+    ReadEvents();
+    if (m_rotated.empty()) return;
+    m_id = before;
+  }
+}
+
+// Returns false if there is no such file, or if it was the one opened last: when a rotation has
+// replaced the file of an earlier one, both names in m_rotated lead to it.
+bool CFollower::Open(const std::string& name) {
+  const std::string path = PathIn(m_directory, name);
+  CDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file && errno != ENOENT) throw CFailure("open " + path, errno);
+  if (!file || name.empty()) return false;
+  const CFileId id = Look(file, path).id;
+  if (id == std::exchange(m_id, id)) return false;
+  m_file = std::move(file);
+  m_last.Close();
+  return true;
+}
+
+void CFollower::SeekToLastLines(unsigned lines) {
+  const std::uint64_t size = Look(m_file, kCurrentName).size;
+  const off_t begin = lines == 0 ? static_cast<off_t>(size) : LastLines(m_file, size, lines);
+  (void)::lseek(m_file.Get(), begin, SEEK_SET);
+}
+
+// Copies the rest of the open file to standard output.
+void CFollower::Drain() {
+  if (!m_file) return;
+  char block[kBlock];
+  do {
+    while (const std::size_t count = ReadSome(m_file, m_directory, block, sizeof block)) {
+      WriteOut(block, count);
+    }
+  } while (RestartIfTruncated());
+}
+
+// tavok never truncates a file; somebody else may.
+bool CFollower::RestartIfTruncated() {
+  const off_t position = ::lseek(m_file.Get(), 0, SEEK_CUR);
+  if (position <= static_cast<off_t>(Look(m_file, m_directory).size)) return false;
+  std::fprintf(stderr, "tavokctl tail: the file was truncated; continuing at its beginning\n");
+  (void)::lseek(m_file.Get(), 0, SEEK_SET);
+  return true;
+}

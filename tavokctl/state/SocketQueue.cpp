@@ -1,0 +1,126 @@
+#include "state/SocketQueue.h"
+
+#include <arpa/inet.h>
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <linux/sock_diag.h>
+#include <linux/unix_diag.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "base/Descriptor.h"
+#include "base/Failure.h"
+
+namespace {
+
+constexpr const char* kAsk = "ask the kernel about sockets";
+
+// A value from the first bytes; missing bytes are zeros.
+template <class T>
+T As(std::string_view bytes) {
+  T value{};
+  std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
+  return value;
+}
+
+std::string_view Behind(std::string_view bytes, std::size_t count) {
+  return bytes.substr(std::min(bytes.size(), count));
+}
+
+// Calls `use` with each socket in one datagram of a netlink dump, and with its attributes. Returns
+// false at the end of the dump.
+template <class Message, class Use>
+bool ReadAnswer(std::string_view answer, Use use) {
+  for (nlmsghdr header; answer.size() >= sizeof header;
+       answer = Behind(answer, NLMSG_ALIGN(header.nlmsg_len))) {
+    header = As<nlmsghdr>(answer);
+    const std::string_view body = Behind(answer.substr(0, header.nlmsg_len), sizeof header);
+    if (header.nlmsg_type == NLMSG_DONE || header.nlmsg_len < sizeof header) return false;
+    if (header.nlmsg_type == NLMSG_ERROR) throw CFailure(kAsk, -As<nlmsgerr>(body).error);
+    use(As<Message>(body), Behind(body, NLMSG_ALIGN(sizeof(Message))));
+  }
+  return true;
+}
+
+// Asks for a netlink dump of sockets: each is a `Message` followed by attributes.
+template <class Message, class Request, class Use>
+void ForEachSocket(const Request& request, Use use) {
+  struct {
+    nlmsghdr header;
+    Request request;
+  } const question{{sizeof question, SOCK_DIAG_BY_FAMILY, NLM_F_REQUEST | NLM_F_DUMP, 0, 0},
+                   request};
+  const CDescriptor netlink(::socket(AF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+  if (!netlink || ::send(netlink.Get(), &question, sizeof question, 0) == -1) {
+    throw CFailure(kAsk, errno);
+  }
+  char buffer[32768];
+  ssize_t received = 0;
+  do {
+    received = ::recv(netlink.Get(), buffer, sizeof buffer, 0);
+    if (received == -1) throw CFailure(kAsk, errno);
+  } while (ReadAnswer<Message>({buffer, static_cast<std::size_t>(received)}, use));
+}
+
+// The payload of an attribute; empty if it is missing.
+std::string_view Attribute(std::string_view attributes, unsigned type) {
+  while (attributes.size() >= sizeof(rtattr)) {
+    const auto one = As<rtattr>(attributes);
+    if (one.rta_type == type) return Behind(attributes.substr(0, one.rta_len), sizeof one);
+    attributes = Behind(attributes, std::max<std::size_t>(RTA_ALIGN(one.rta_len), sizeof one));
+  }
+  return {};
+}
+
+// One of an attribute's 32-bit numbers; 0 if it is missing.
+std::uint32_t NumberAt(std::string_view numbers, std::size_t index) {
+  return As<std::uint32_t>(Behind(numbers, index * sizeof(std::uint32_t)));
+}
+
+}  // namespace
+
+std::optional<CSocketQueue> UdpQueue(const std::string& address, std::uint16_t port) {
+  inet_diag_req_v2 request{};
+  request.sdiag_family = AF_INET;
+  request.sdiag_protocol = IPPROTO_UDP;
+  request.idiag_ext = 1 << (INET_DIAG_SKMEMINFO - 1);
+  request.idiag_states = ~0U;
+  const in_addr_t bound = address.empty() ? INADDR_ANY : ::inet_addr(address.c_str());
+
+  std::optional<CSocketQueue> queue;
+  ForEachSocket<inet_diag_msg>(request, [&](const auto& socket, auto attributes) {
+    if (ntohs(socket.id.idiag_sport) != port || socket.id.idiag_src[0] != bound) return;
+    const auto memory = Attribute(attributes, INET_DIAG_SKMEMINFO);
+    queue = {NumberAt(memory, SK_MEMINFO_RMEM_ALLOC), NumberAt(memory, SK_MEMINFO_RCVBUF),
+             NumberAt(memory, SK_MEMINFO_DROPS)};
+  });
+  return queue;
+}
+
+std::optional<CSocketQueue> UnixQueue(const std::string& path) {
+  unix_diag_req request{};
+  request.sdiag_family = AF_UNIX;
+  request.udiag_states = ~0U;
+  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_VFS | UDIAG_SHOW_RQLEN;
+
+  std::optional<CSocketQueue> queue;
+  struct stat file;
+  if (path.empty() || ::stat(path.c_str(), &file) == -1) return queue;
+  ForEachSocket<unix_diag_msg>(request, [&](const auto& socket, auto attributes) {
+    const auto name = Attribute(attributes, UNIX_DIAG_NAME);
+    if (socket.udiag_type != SOCK_DGRAM || name.substr(0, name.find('\0')) != path) return;
+    // The same relative path may be bound in several directories. The inode alone is not enough
+    // either: on some file systems stat reports another number than the kernel's.
+    const auto bound = As<unix_diag_vfs>(Attribute(attributes, UNIX_DIAG_VFS));
+    if (queue && bound.udiag_vfs_ino != static_cast<std::uint32_t>(file.st_ino)) return;
+    queue = {NumberAt(Attribute(attributes, UNIX_DIAG_RQLEN), 0), 0, 0};
+  });
+  return queue;
+}

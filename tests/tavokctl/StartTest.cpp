@@ -1,0 +1,101 @@
+#include <sys/prctl.h>
+
+#include "Fake.h"
+
+namespace {
+
+// Whether the semaphore set of the last -s in the text still exists.
+bool HasSemaphore(const std::string& text) {
+  const int id = std::stoi(text.substr(text.rfind("-s ") + 3));
+  return ::semctl(id, 0, GETVAL) != -1;
+}
+
+}  // namespace
+
+TEST(Start, RunsTavokInASessionOfItsOwn) {
+  // What is started in the background becomes a child of this process.
+  ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  const std::string said = Expect(dir, "start -c conf 9>lock <&- ", 0, "tavok is up: pid ");
+  const std::string pid = ReadFile(dir / "pid");
+  EXPECT_NE(said.npos, said.find("pid " + pid + ", "));
+  std::string arguments = ReadFile("/proc/" + pid + "/cmdline");
+  std::replace(arguments.begin(), arguments.end(), '\0', ' ');
+  EXPECT_FALSE(HasSemaphore(arguments)) << arguments;
+  EXPECT_EQ(std::stoi(pid), ::getsid(std::stoi(pid)));
+  EXPECT_EQ("/dev/null", std::filesystem::read_symlink("/proc/" + pid + "/fd/1"));
+  EXPECT_FALSE(std::filesystem::is_symlink("/proc/" + pid + "/fd/9"));  // a script's lock
+  Expect(dir, "stop -c conf", 0, "tavok has stopped: pid " + pid);
+  int status = -1;
+  EXPECT_EQ(std::stoi(pid), ::waitpid(std::stoi(pid), &status, WNOHANG));
+  EXPECT_EQ(0, status);
+}
+
+TEST(Start, SaysWhyTavokDidNotComeUp) {
+  const TempDir dir;
+  const std::string lines = "for i in 1 2 3 4 5 6 7 8 9 a b c; do echo line $i >&2; done; ";
+  const struct {
+    std::string script;
+    std::string words;
+    std::string text;
+    bool showsArguments = true;  // among the last lines of what the script prints
+  } cases[] = {
+      {"exit 7", "", "start tavok: it ended with status 7; it said:\n-c conf -s "},
+      {lines + "exit 1", "", "it said:\nline 3\nline 4", false},
+      {"for i in 1 2 3 4 5 6; do printf '%9999d\\n' $i; done >&2; exit 1", "", " 6\n"},
+      {"kill -KILL $$", "-- -p 1 -c x",
+       "it was ended by signal 9; it said:\n-p 1 -c x -c conf -s "},
+      {"exec 2>&-; exec sleep 100", "-t 1", "not up after 1 s"},
+      {"trap '' TERM; while :; do sleep 0.1; done", "-t 1", "not up after 1 s"},
+  };
+  for (const auto& one : cases) {
+    const Fake fake(dir, one.script + "; #$*");
+    Ctl start = fake.Start(one.words);
+    EXPECT_EQ(1, start.Status());
+    EXPECT_NE(std::string::npos, start.Err().find(one.text)) << start.Err();
+    if (one.showsArguments) {
+      EXPECT_FALSE(HasSemaphore(start.Err())) << start.Err();
+    }
+  }
+  Expect(dir, "start -c conf", 1, "failed to create directory");
+}
+
+TEST(Start, EndsTavokWhenItIsInterrupted) {
+  const TempDir dir;
+  const Fake hanging(dir, "printf $$ >child; exec sleep 100");
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    WriteFile(dir / "child", "");
+    Ctl start = hanging.Start("");
+    EXPECT_TRUE(Eventually([&] { return !ReadFile(dir / "child").empty(); }));
+    Expect(dir, "start -t 1 -c conf", 1, "lock conf: another process holds it");
+    EXPECT_EQ(1, start.End(signal));
+    EXPECT_NE(std::string::npos, start.Err().find("interrupted"));
+    EXPECT_FALSE(std::filesystem::exists("/proc/" + ReadFile(dir / "child")));
+  }
+}
+
+TEST(Start, FindsTavokInSbin) {
+  const TempDir dir;
+  const Fake sbin(dir, "exit 7");
+  std::filesystem::create_directory(dir / "sbin");
+  std::filesystem::create_directory(dir / "bin");
+  std::filesystem::rename(dir / "tavok", dir / "sbin/tavok");
+  Ctl lost = sbin.Start("");
+  EXPECT_EQ(1, lost.Status());
+  EXPECT_TRUE(lost.Says("find the program tavok: neither in "));
+  std::filesystem::rename(dir / "tavokctl", dir / "bin/tavokctl");
+  const Ctl found(dir, "start -c conf", "found", "bin/tavokctl");
+  EXPECT_TRUE(found.Says("it ended with status 7"));
+}
+
+TEST(Start, TakesOverFromARunningTavok) {
+  const TempDir dir;
+  std::filesystem::copy_file(TAVOK_DIRECTORY "/tavok", dir / "tavok");
+  Daemon daemon(dir, "", "", "env PATH=.");
+  ASSERT_TRUE(daemon.IsUp());
+  std::filesystem::remove(dir / "tavok");  // as an upgrade does
+  Expect(dir, "start -c conf", 0, "killed previous daemon. pid=" + daemon.Pid());
+  EXPECT_EQ(0, daemon.Exit());
+  Expect(dir, "stop -c conf", 0, "tavok has stopped");
+}

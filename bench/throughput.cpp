@@ -18,8 +18,10 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Check.h"
 #include "Numbered.h"
 #include "Running.h"
+#include "Sockets.h"
 
 namespace {
 
@@ -39,7 +41,7 @@ std::string Logged(const Running& subject) {
 }
 
 void SendAll(const Place& place, std::size_t sender, int count) {
-  const int fd = ConnectedSocket(place);
+  const int fd = ConnectedSocket(place.Listening());
   for (int number = 0; number < count; ++number) {
     const std::string text = Numbered(sender, number);
     Check(::send(fd, text.data(), text.size(), 0) == ssize_t(kSize), "send");

@@ -26,11 +26,11 @@ TEST(Flood, OfEverySizeAndAnyBytes) {
   const TempDir dir;
   const int step = Scale(501, 1);
   for (const bool udp : {false, true}) {
-    const int port = udp ? FreePort() : 0;
+    const unsigned port = FreePort();
     const Daemon daemon(dir, udp ? "DirName=udp\nPort=" + std::to_string(port) + "\n" : "");
     ASSERT_TRUE(daemon.IsUp());
     const auto send = [&](const std::string& datagram) {
-      udp ? SendUdp(port, datagram) : Sender(dir / "socket").Send(datagram);
+      Sender(udp ? std::to_string(port) : dir / "socket").Send(datagram);
     };
     const std::string log = dir / (udp ? "udp/tmp.tavok" : "log/tmp.tavok");
     std::mt19937 random(1);

@@ -119,13 +119,13 @@ TEST(TakeOver, UnderLoad) {
 TEST(TakeOver, OfTwoThatStartAtOnceOneServes) {
   for (const bool udp : {false, true}) {
     const TempDir dir;
-    const int port = FreePort();
+    const unsigned port = FreePort();
     const std::string settings = udp ? "Port=" + std::to_string(port) + "\n" : "";
     Daemon one(dir, settings), two(dir, settings);
     for (const Daemon* daemon : {&one, &two}) {
       EXPECT_TRUE(Eventually([&] { return daemon->Semaphore() != 0 || daemon->HasEnded(); }));
     }
-    udp ? SendUdp(port, "received") : Sender(dir / "socket").Send("received");
+    Sender(udp ? std::to_string(port) : dir / "socket").Send("received");
     EXPECT_TRUE(Eventually([&] { return Logged(dir) == "received"; }));
     for (Daemon* daemon : {&one, &two}) {
       const int status = daemon->HasEnded() ? daemon->Exit() : daemon->Stop();

@@ -24,12 +24,6 @@ void Figure(const char* format, Values... values) {
   (void)std::printf("\n");
 }
 
-inline void Nap(int milliseconds) { ::usleep(static_cast<useconds_t>(milliseconds) * 1000); }
-
-inline double SecondsSince(std::chrono::steady_clock::time_point begin) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-}
-
 // The command that runs tavok with a fault, or with its clock shifted by what the file says.
 inline std::string Shimmed(const std::string& fault, const std::string& clock = "") {
   std::string words = "env LD_PRELOAD=" TRIALS_SHIM " ASAN_OPTIONS=verify_asan_link_order=0";
@@ -40,23 +34,6 @@ inline std::string Shimmed(const std::string& fault, const std::string& clock = 
 
 // As many as can be lost with a daemon: the queue of its socket, and the one in its hands.
 inline int QueueLength() { return std::stoi(ReadFile("/proc/sys/net/unix/max_dgram_qlen")) + 2; }
-
-// A UDP port that nobody has bound now.
-inline int FreePort() {
-  for (int port = 20000 + ::getpid() % 40000;; ++port) {
-    const std::string entry = qel::QELSPrintf(":%04X ", static_cast<unsigned>(port));
-    if (ReadFile("/proc/net/udp").find(entry) == entry.npos) return port;
-  }
-}
-
-// Sends a datagram to that port of this host.
-inline void SendUdp(int port, const std::string& text) {
-  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  const sockaddr_in to{AF_INET, htons(in_port_t(port)), {htonl(INADDR_LOOPBACK)}, {}};
-  EXPECT_EQ(ssize_t(text.size()), ::sendto(fd, text.data(), text.size(), 0,
-                                           reinterpret_cast<const sockaddr*>(&to), sizeof to));
-  ::close(fd);
-}
 
 // Under a sanitizer a trial reads a log much slower than it is written.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)

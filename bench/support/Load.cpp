@@ -12,6 +12,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "Check.h"
+#include "Sockets.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -24,15 +27,16 @@ constexpr std::chrono::milliseconds kQuietUdp(500);  // where some may have been
 
 std::string Text(unsigned size) { return std::string(size - 1, 'x') + "\n"; }
 
-class Sender {
+class Source {
  public:
-  Sender(const Place& place, unsigned size) : m_text(Text(size)), m_fd(ConnectedSocket(place)) {
+  Source(const Place& place, unsigned size)
+      : m_text(Text(size)), m_fd(ConnectedSocket(place.Listening())) {
     const timeval limit{30, 0};
     Check(::setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0, "SO_SNDTIMEO");
   }
-  Sender(const Sender&) = delete;
-  Sender& operator=(const Sender&) = delete;
-  ~Sender() { ::close(m_fd); }
+  Source(const Source&) = delete;
+  Source& operator=(const Source&) = delete;
+  ~Source() { ::close(m_fd); }
 
   void Send() {
     const ssize_t sent = ::send(m_fd, m_text.data(), m_text.size(), 0);
@@ -60,12 +64,12 @@ pid_t Fork(Body body) {
   }
 }
 
-void Flood(Sender& sender, long datagrams) {
+void Flood(Source& sender, long datagrams) {
   for (long sent = 0; sent < datagrams; ++sent) sender.Send();
 }
 
 // Evenly spaced, by a clock that is read all the time: a sleep would wake late and send in bursts.
-void Pace(Sender& sender, long datagrams, unsigned rate) {
+void Pace(Source& sender, long datagrams, unsigned rate) {
   const std::chrono::nanoseconds step(1'000'000'000 / rate);
   auto next = Clock::now();
   for (long sent = 0; sent < datagrams; ++sent, next += step) {
@@ -80,7 +84,7 @@ void SendFromProcesses(const Load& load, const Place& place) {
   std::vector<pid_t> senders;
   for (unsigned i = 0; i < load.senders; ++i) {
     senders.push_back(Fork([&] {
-      Sender sender(place, load.size);
+      Source sender(place, load.size);
       const long share = load.datagrams / load.senders;
       if (load.udp) UseProcessors(Processors::kSender);
       load.rate == 0 ? Flood(sender, share) : Pace(sender, share, load.rate);

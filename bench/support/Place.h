@@ -3,9 +3,6 @@
 #include <filesystem>
 #include <string>
 
-/// Throws std::runtime_error with `what` and the text of errno, unless `ok`.
-void Check(bool ok, const std::string& what);
-
 /// Where a subject listens and what it writes.
 struct Place {
   std::filesystem::path Socket() const { return directory / "socket"; }
@@ -19,13 +16,3 @@ struct Place {
   bool udp = false;   // listens on the port, of 127.0.0.1; else on the socket
   unsigned port = 0;  // UDP
 };
-
-/// A UDP port of 127.0.0.1 that nobody has bound now.
-unsigned FreePort();
-
-/// A connected datagram socket to a place; the caller closes it. Throws when nobody listens there,
-/// which of UDP nobody can know.
-int ConnectedSocket(const Place& place);
-
-/// Whether somebody listens there.
-bool IsListening(const Place& place);

@@ -16,6 +16,9 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "Check.h"
+#include "Sockets.h"
+
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
@@ -136,7 +139,7 @@ void Running::AwaitSemaphore() {
 }
 
 void Running::AwaitSocket() {
-  for (unsigned waited = 0; !IsListening(m_place); ++waited) {
+  for (unsigned waited = 0; !IsListening(m_place.Listening()); ++waited) {
     RequireAlive();
     if (waited >= kStartLimitMs) throw std::runtime_error("a subject does not come up");
     ::usleep(1000);

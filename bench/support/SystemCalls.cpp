@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Place.h"
+#include "Check.h"
 
 namespace fs = std::filesystem;
 

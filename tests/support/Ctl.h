@@ -8,16 +8,9 @@ class Ctl {
  public:
   Ctl(const TempDir& dir, const std::string& words, const std::string& name = "ctl",
       const std::string& program = TAVOK_DIRECTORY "/tavokctl")
-      : m_name(dir / name) {
-    for (const char* const end : {".out", ".err"}) WriteFile(m_name + end, "");
-    const std::string command = "cd " + (dir / "") + "; exec >" + m_name + ".out 2>" + m_name +
-                                ".err; exec " + program + " " + words;
-    if ((m_pid = ::fork()) != 0) return;
-    ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-    ::_exit(127);
-  }
-  ~Ctl() {
-    if (m_pid != 0) End(SIGKILL);
+      : m_name(Emptied(dir / name)),
+        m_process(ShellWords("exec " + program + " " + words),
+                  {.directory = dir.Path(), .output = m_name + ".out", .errors = m_name + ".err"}) {
   }
 
   std::string Out() const { return ReadFile(m_name + ".out"); }
@@ -42,28 +35,25 @@ class Ctl {
     Signal(SIGSTOP);
     EXPECT_TRUE(Eventually([this] { return IsInState("T"); }));
   }
-  void Signal(int signal) const { ::kill(m_pid, signal); }
-  // Waits for the end. Returns the exit status, or 128 and the signal that ended it.
-  int Status() {
-    int status = 0;
-    ::waitpid(std::exchange(m_pid, 0), &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  }
-  int End(int signal) {
-    Signal(signal);
-    return Status();
-  }
+  void Signal(int signal) const { m_process.Signal(signal); }
+  // See Process::Exit and Process::Stop.
+  int Status() { return m_process.Exit(); }
+  int End(int signal) { return m_process.Stop(signal); }
 
  private:
+  static std::string Emptied(const std::string& name) {
+    for (const char* const end : {".out", ".err"}) WriteFile(name + end, "");
+    return name;
+  }
   std::string Proc(const std::string& name) const {
-    return "/proc/" + std::to_string(m_pid) + "/" + name;
+    return "/proc/" + m_process.Pid() + "/" + name;
   }
   bool IsInState(const std::string& state) const {
     return ReadFile(Proc("stat")).find("(tavokctl) " + state) != std::string::npos;
   }
 
   const std::string m_name;
-  pid_t m_pid;
+  Process m_process;
 };
 
 // Runs one to its end; expects the status, and the text in what it prints.

@@ -1,15 +1,44 @@
-# Sourced by the scripts beside it: the set-up of a bare Debian machine, and the build.
+# shellcheck shell=bash
+# Sourced by the shell scripts of this tree: their common options, the set-up of a bare Debian machine,
+# the build, and the start of a tavok.
 
 set -euo pipefail
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+[[ $0 == /* ]] && self=$0 || self=$PWD/$0
+cd "${BASH_SOURCE[0]%/*}/.."
+trap 'exit 130' INT # even if the running command ignores Ctrl-C
+
+# Prints the comment at the head of the script.
+usage() { sed -n '2,/^[^#]/s/^# \?//p' "$self"; }
+
+wrong_use() {
+  echo "$1" >&2
+  usage >&2
+  exit 2
+}
 
 fail() {
   echo "$*" >&2
   exit 1
 }
 
+# Ends the script with the status of a check that this machine does not allow.
+skip() {
+  echo "Not possible here: $*"
+  exit 77
+}
+
+# await SECONDS COMMAND...: repeats the command until it succeeds; fails if that takes longer.
+await() {
+  local - end=$((SECONDS + $1))
+  set +x
+  until "${@:2}"; do
+    [ "$SECONDS" -lt "$end" ] || fail "Not within $1 seconds: ${*:2}"
+    sleep 0.01
+  done
+}
+
 # install_missing PACKAGE:PROBE...: installs each package whose probe (a command's name, or a file's
-# absolute path) is not there. What cannot be installed is named, all at once.
+# absolute path) is missing. Names all that cannot be installed.
 install_missing() {
   local missing=() entry probe
   for entry in "$@"; do
@@ -31,13 +60,54 @@ install_missing() {
     fail "Could not install: ${missing[*]}"
 }
 
-build_tools=(g++:g++ cmake:cmake ninja-build:ninja nlohmann-json3-dev:/usr/include/nlohmann/json.hpp)
-test_libraries=(libgtest-dev:/usr/include/gtest/gtest.h libbenchmark-dev:/usr/include/benchmark/benchmark.h)
-
-# build_preset PRESET TARGET [OPTION...]: builds a target of a preset, below build/.
-build_preset() {
-  local preset=$1 target=$2
-  shift 2
-  cmake --preset "$preset" "$@"
-  cmake --build --preset "$preset" --target "$target"
+# Further packages as install_missing has them.
+install_build_tools() {
+  install_missing g++:g++ cmake:cmake ninja-build:ninja \
+    nlohmann-json3-dev:/usr/include/nlohmann/json.hpp "$@"
 }
+
+install_test_tools() {
+  install_build_tools libgtest-dev:/usr/include/gtest/gtest.h \
+    libbenchmark-dev:/usr/include/benchmark/benchmark.h "$@"
+}
+
+# build_preset PRESET TARGET [OPTION...]: configures a preset, with these options of cmake, and builds a
+# target of it below build/. Warnings are errors where CI is set.
+build_preset() {
+  cmake --preset "$1" ${CI:+-DTAVOK_WERROR=ON} "${@:3}"
+  cmake --build --preset "$1" --target "$2"
+}
+
+# start_tavok COMMAND...: runs a tavok in the background, with a semaphore set of its own. Sets `tavok`
+# to its process id, and `semaphore`; end_tavok belongs into the script's EXIT trap.
+tavok='' semaphore=''
+start_tavok() {
+  semaphore=$(ipcmk -S 1)
+  semaphore=${semaphore##* }
+  "$@" -s "$semaphore" &
+  tavok=$!
+}
+
+# True once tavok has raised its semaphore: a set that has never been operated on has no time of that.
+is_up() {
+  local id operated
+  while read -r _ id _ _ _ _ _ _ operated _; do
+    if [ "$id" = "$semaphore" ]; then [ "$operated" -ne 0 ] && return; fi
+  done </proc/sysvipc/sem
+  return 1
+}
+
+# has_ended PROCESS: true also for one that nobody has waited for yet.
+has_ended() { [ ! -e "/proc/$1/exe" ]; }
+
+is_up_or_has_ended() { is_up || has_ended "$tavok"; }
+
+end_tavok() {
+  [ -z "$tavok" ] || has_ended "$tavok" || kill -KILL "$tavok"
+  [ -z "$semaphore" ] || ipcrm -s "$semaphore" 2>/dev/null || true
+}
+
+if [ "${1-}" = --help ]; then
+  usage
+  exit
+fi

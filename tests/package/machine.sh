@@ -1,23 +1,8 @@
-# Sourced by test-package: a Debian root, in layers, and a machine that boots from it in a container.
+# shellcheck shell=bash
+# Sourced by the test beside it: a Debian root, in layers, and a machine that boots from it in a container.
 
 machine=tavok-test-$$
 work='' root='' nspawn='' leader=''
-
-# Says why this cannot be tried here. Not a failure, nor a success.
-skip() {
-  echo "Not possible here: $*"
-  exit 77
-}
-
-# await CONDITION...: until the command succeeds, half a minute at most.
-await() {
-  local - end=$((SECONDS + 30))
-  set +x
-  until "$@"; do
-    [ "$SECONDS" -lt "$end" ] || fail "Waited in vain: $*"
-    sleep 0.1
-  done
-}
 
 # make_base_root DIRECTORY: a minimal system with systemd, unless there is one from an earlier run.
 make_base_root() {
@@ -89,15 +74,15 @@ run_root() {
 boot() {
   (run_root --console=read-only --boot) </dev/null >>"$work/console" 2>&1 &
   nspawn=$!
-  await is_in_its_root
-  await is_up
+  await 30 is_in_its_root
+  await 30 is_up
 }
 
 is_off() { ! kill -0 "$nspawn" 2>/dev/null; }
 
 power_off() {
   inside systemctl poweroff
-  await is_off
+  await 30 is_off
   nspawn=''
 }
 

@@ -53,7 +53,7 @@ void QELSPrintf(std::string& out, const char* format, ...) {
 
 void QELVSPrintf(std::string& out, const char* format, va_list args) {
   char text[QELFormatSize];
-  text[0] = '\0';  // what stays there when vsnprintf rejects the arguments
+  text[0] = '\0';  // the result when vsnprintf rejects the arguments
   (void)std::vsnprintf(text, sizeof text, format, args);
   out = text;
 }

@@ -4,10 +4,10 @@
 #include <ctime>
 #include <string>
 
-/// Date and time. Nothing here throws (but std::bad_alloc): formatting failures give an empty
-/// string, parse failures false, conversions that mktime rejects -1. Functions that involve the
-/// local zone use the C library's process-wide zone state, GetTm(nullptr) its shared result: these
-/// are not safe against concurrent calls; the others are.
+/// Date and time. Nothing here throws but std::bad_alloc: a failure to format gives an empty
+/// string, a failure to parse false, a conversion that mktime rejects -1. Functions that involve
+/// the local zone use the C library's process-wide zone state, GetTm(nullptr) its shared result:
+/// these are not safe against concurrent calls; the others are.
 namespace qel {
 
 /// A count of seconds that every operation reads as UTC since 1970-01-01 00:00:00. It holds either
@@ -78,8 +78,8 @@ class CDateTimeSpan {
 /// in 32 bits, so dates beyond early 2038 wrap.
 std::int64_t _mkgmtime(const std::tm* t);
 
-/// Reads the three date forms of HTTP: RFC 1123 (its zone word is not looked at), RFC 850 and
-/// asctime. Clears `t` first; what a failed attempt has set stays.
+/// Reads the three date forms of HTTP: RFC 1123 (its zone is ignored), RFC 850 and asctime. Clears
+/// `t` first. Returns false on failure; `t` then holds the fields read so far.
 bool ParseRfcTime(const char* text, std::tm* t);
 
 /// "Sun, 06 Nov 1994 08:49:37 GMT" of the given UTC seconds.

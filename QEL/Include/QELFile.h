@@ -28,8 +28,8 @@ class CFile {
   CFile& operator=(const CFile&) = delete;
   virtual ~CFile();
 
-  /// Closes what is open, then opens `path` with fopen's `mode`; the descriptor is close-on-exec.
-  /// Throws CException ("fopen failed").
+  /// Closes the stream, if one is open, then opens `path` with fopen's `mode`; the descriptor is
+  /// close-on-exec. Throws CException ("fopen failed").
   void Open(const std::string& path, const char* mode);
 
   /// Appends the rest of the file to `out`. Throws CException ("qel::CFile-ReadAll() - fread

@@ -9,11 +9,11 @@
 
 namespace qel {
 
-/// Told when a reload has changed the settings.
+/// A listener, told when a reload has changed the settings.
 class ISettingsNotification {
  public:
-  /// Called on the loading thread with the store's lock held: may call the store, must not wait
-  /// for another thread that does.
+  /// Called on the loading thread with the store's lock held: it may call the store, and must
+  /// not wait for another thread that does.
   virtual void OnSettingsChanged() = 0;
 
  protected:
@@ -42,6 +42,9 @@ class CIniSettings : public CRefCountNumber {
 
   /// Registers a listener, which is not owned, with a number that is kept and not used.
   void AddListener(ISettingsNotification* listener, unsigned number);
+
+  /// Forgets a listener; one that is not registered is ignored. Once it has returned, the listener
+  /// is not called any more.
   void RemoveListener(ISettingsNotification* listener);
 
  private:

@@ -25,7 +25,7 @@ class QELMTLinkedList {
   QELMTLinkedList(const QELMTLinkedList&) = delete;
   QELMTLinkedList& operator=(const QELMTLinkedList&) = delete;
 
-  /// Releases what is left.
+  /// Releases the items left.
   ~QELMTLinkedList() { Clear(); }
 
   /// Appends an item and takes a reference to it. Returns Passes() as it was when the item was
@@ -64,16 +64,16 @@ class QELMTLinkedList {
     m_sentinel = {&m_sentinel, &m_sentinel};
   }
 
-  /// A look without the spin word.
+  /// Reads the count without the spin word.
   bool IsEmpty() const noexcept { return m_nCount == 0; }
 
-  /// How often the owner has begun to take an item off. A look without the spin word.
+  /// How often the owner has begun to take an item off. Reads without the spin word.
   unsigned Passes() const noexcept { return m_nPasses; }
 
  private:
   using Guard = QELSpinGuard;
 
-  // Where a corrupt spin word is reported to be.
+  // A corrupt spin word is reported as being here.
   static constexpr const char* kFile = "./Include/QELMTLinkedList";
   static constexpr unsigned kLine = 88;
 

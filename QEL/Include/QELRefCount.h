@@ -10,7 +10,8 @@
 /// hand. Counting is atomic with full ordering, so handles to one object may be copied and dropped
 /// on any threads at once; a single handle is used by one thread at a time.
 
-/// Base that carries the count. Nothing virtual: a polymorphic class has it as a second base.
+/// Base that carries the count. It has no virtual function: a polymorphic class has it as a second
+/// base.
 class CRefCountNumber {
  public:
   CRefCountNumber() noexcept = default;
@@ -60,7 +61,8 @@ class CRefCount {
  private:
   static void Release(T* object) noexcept {
     if (object->m_nRefCount.fetch_add(-1) != 1) return;
-    // Stands at 1 during destruction: a handle taken and dropped there must not reach 0 again.
+    // The count stands at 1 during destruction: a handle taken and dropped there must not reach 0
+    // again.
     object->m_nRefCount.fetch_add(1);
     Destroy(object, 0);
   }
@@ -83,7 +85,8 @@ class CRefCount {
 template <class T>
 class CLockedRefCount {
  public:
-  /// A handle of its own to what the slot holds now; it stays valid when the slot is replaced.
+  /// Returns a handle to the object that the slot holds now, or an empty one. It stays valid when
+  /// the slot is replaced.
   CRefCount<T> Get() const {
     CRefCount<T> result;
     const qel::QELSpinGuard guard(m_spin, kFile, kLine);
@@ -91,8 +94,8 @@ class CLockedRefCount {
     return result;
   }
 
-  /// Replaces what the slot holds. If this drops the last handle to the old object, its destructor
-  /// runs here, outside the spin word.
+  /// Replaces what the slot holds by `object`, which may be null. If this drops the last handle to
+  /// the old object, its destructor runs here, outside the spin word.
   void Set(T* object) {
     CRefCount<T> swapped(object);
     const qel::QELSpinGuard guard(m_spin, kFile, kLine);
@@ -101,7 +104,7 @@ class CLockedRefCount {
   void Set(const CRefCount<T>& object) { Set(object.Get()); }
 
  private:
-  // Where a corrupt spin word is reported to be.
+  // A corrupt spin word is reported as being here.
   static constexpr const char* kFile = "../../../QEL/Include/QELRefCount";
   static constexpr unsigned kLine = 236;
 

@@ -12,7 +12,7 @@
 
 namespace qel {
 
-/// What a name lookup yields.
+/// The result of a name lookup.
 struct IPBufferArray {
   static constexpr int kCapacity = 16;
 
@@ -21,21 +21,21 @@ struct IPBufferArray {
   in_addr_t m_aAddresses[kCapacity];  // IPv4, network byte order
 };
 
-/// Looks a host name up and stores up to `max` addresses (and no more than kCapacity). Returns how
-/// many, or -1 when the lookup failed. Reentrant; blocks on the resolver.
+/// Looks a host name up and stores up to `max` addresses, kCapacity at most. Returns their number,
+/// or -1 when the lookup failed. Reentrant; blocks on the resolver.
 int qel_gethostbyname_impl(const char* name, IPBufferArray* out, int max);
 
-/// Every lookup goes through this pointer. To be replaced before threads start.
+/// Every lookup goes through this pointer. Replace it only before other threads start.
 extern int (*g_QEL_gethostbyname)(const char* name, IPBufferArray* out, int max);
 
-/// One IPv4 or Unix-domain socket, stream or datagram. Its descriptor is made non-blocking; what
-/// could block tries the call and, when the kernel says it would block, waits and tries again. The
-/// waits are cut into slices of one second, before each of which the work items queued to the
+/// One IPv4 or Unix-domain socket, stream or datagram. Its descriptor is made non-blocking; an
+/// operation tries its system call and, while that would block, waits and tries again. The waits
+/// are cut into slices of one second, before each of which the work items queued to the
 /// calling library thread run: an item that throws leaves the wait.
 ///
 /// One thread at a time. A failed system call stores errno in m_nErrorCode, traces the error and
-/// throws QELSocketExcep. A time-out is no failure: it is told by the result. Elapsed time is
-/// looked at between slices, so a wait lasts up to a second longer than its limit; readiness found
+/// throws QELSocketExcep. A time-out is no failure: the result tells it. Elapsed time is
+/// checked between slices, so a wait lasts up to a second longer than its limit; readiness found
 /// in the slice in which the limit is passed counts as a time-out.
 class QELSocket : public QELObject, public QELError {
  public:
@@ -47,7 +47,7 @@ class QELSocket : public QELObject, public QELError {
   QELSocket(const QELSocket&) = delete;
   QELSocket& operator=(const QELSocket&) = delete;
 
-  /// Closes; a failure to close is swallowed.
+  /// Closes the descriptor; a failure is ignored.
   // May unwind a cancelled thread whose close was interrupted: noexcept would end the process.
   ~QELSocket() noexcept(false) override;
 
@@ -55,19 +55,19 @@ class QELSocket : public QELObject, public QELError {
   /// `client` gets the new descriptor, whatever it held before: that is not closed.
   virtual bool Accept(QELSocket& client, sockaddr* addr, int* len);
 
-  /// Closes the descriptor and drops buffered bytes; nothing to do without one. The descriptor is
+  /// Closes the descriptor, if there is one, and drops buffered bytes. The descriptor is
   /// forgotten even when this throws.
   virtual void Close();
 
   // --- Ownership ---
 
-  /// Closes what is held and adopts `fd`, making it non-blocking.
+  /// Closes the present descriptor and adopts `fd`, making it non-blocking.
   void Attach(unsigned fd);
 
   /// Gives the descriptor (-1 for none) to the caller and drops buffered bytes.
   int Detach();
 
-  // --- Creating. `type` is SOCK_STREAM or SOCK_DGRAM. What was held is closed first. ---
+  // --- Creating. `type` is SOCK_STREAM or SOCK_DGRAM. The present descriptor is closed first. ---
 
   /// An IPv4 socket bound as by Bind(port, address).
   void Create(unsigned port, const char* address, int type);
@@ -75,16 +75,17 @@ class QELSocket : public QELObject, public QELError {
   /// A Unix-domain socket bound as by BindUnix(path).
   void CreateUnix(const char* path, int type);
 
+  /// Binds to any address; `len` is its size in bytes.
   void Bind(const sockaddr* addr, int len);
 
   /// Binds to a port of a dotted IPv4 address, or of any address for null. Host names are not
-  /// looked up; a text that is no address throws EINVAL.
+  /// looked up; any other text throws EINVAL.
   void Bind(unsigned port, const char* address);
 
   /// Binds to a path, of which 108 bytes are kept. A file already there makes it fail (EADDRINUSE).
   void BindUnix(const char* path);
 
-  /// Returns true.
+  /// Returns true: a failure throws.
   bool Listen(int backlog);
 
   // --- Options and control. The option's name comes first, its level last. ---
@@ -93,7 +94,8 @@ class QELSocket : public QELObject, public QELError {
   void GetSockOpt(int optname, void* value, int* len, int level);
   void IOCtl(long request, unsigned* arg);
 
-  /// Bytes that can be read without waiting: those in the kernel and those buffered here.
+  /// The number of bytes that can be read without waiting: those in the kernel and those buffered
+  /// here.
   unsigned GetTotalNonBlockedReadBytes();
 
   void GetSockName(sockaddr* addr, unsigned* len);
@@ -109,10 +111,10 @@ class QELSocket : public QELObject, public QELError {
   // --- Names ---
 
   /// Fills an IPv4 address from a dotted address or a host name, which is looked up; null gives
-  /// address 0. Throws EINVAL when there is none. May block on the resolver.
+  /// address 0. Throws EINVAL when the lookup finds none. May block on the resolver.
   void FillSockAddr(const char* host, unsigned port, sockaddr_in& addr);
 
-  /// Fills a Unix-domain address. The caller sees to it that the path has at most 108 bytes.
+  /// Fills a Unix-domain address. The path must have at most 108 bytes.
   static void FillSockAddr(const char* path, sockaddr_un& addr);
 
   /// True for a dotted IPv4 address, except 255.255.255.255.
@@ -128,13 +130,13 @@ class QELSocket : public QELObject, public QELError {
   /// socket is thrown, and EBADF without a socket. Exceptional conditions are always watched.
   bool Select(int what, unsigned timeoutMs);
 
-  /// The same by poll. Used by Select when m_bUsePollSocket is set, and for a descriptor that does
-  /// not fit an fd_set.
+  /// The same with poll. Used by Select when m_bUsePollSocket is set, and for a descriptor that
+  /// does not fit an fd_set.
   bool Poll(int what, unsigned timeoutMs);
 
-  /// Returns the asked bits of `what` after one slice: one second, or nothing for a time-out below
-  /// a second. It does not look at the socket; kept as it is for those who rely on it. Without
-  /// bits, 0 when the time is over.
+  /// Returns the bits of `what` after one slice, which lasts one second, or no time for a time-out
+  /// below a second. It does not look at the socket; callers rely on that. Without bits it returns
+  /// 0 when the time is over.
   int SelectEx(int what, unsigned timeoutMs);
 
   // --- Connecting ---
@@ -150,7 +152,7 @@ class QELSocket : public QELObject, public QELError {
   /// Connects to a path, of which 108 bytes are kept.
   bool ConnectUnix(const char* path);
 
-  /// Starts to connect; true when that is done already, false when it goes on.
+  /// Starts to connect; true when the connection is there at once, false while it is being made.
   bool AsyncConnect(const sockaddr* addr, int len);
   bool AsyncConnect(const char* host, unsigned port);
 
@@ -169,7 +171,7 @@ class QELSocket : public QELObject, public QELError {
   unsigned SendTo(const char* buf, unsigned len, const char* host, unsigned port, int flags,
                   unsigned maxWrites);
 
-  /// One send: its raw result, with errno; nothing is thrown and no SIGPIPE raised.
+  /// Makes one send and returns its raw result, with errno. Throws nothing and raises no SIGPIPE.
   int AsyncSend(const char* buf, unsigned len, int flags);
 
   // --- Receiving. Each waits up to m_nReadTimeout for data and returns the bytes received: fewer
@@ -188,7 +190,7 @@ class QELSocket : public QELObject, public QELError {
   unsigned Receive(char* buf, unsigned len, int flags, unsigned maxReads);
   unsigned ReceiveFrom(char* buf, unsigned len, sockaddr_in& from, int flags, unsigned maxReads);
 
-  /// One recv: its raw result, with errno; nothing is thrown.
+  /// Makes one recv and returns its raw result, with errno. Throws nothing.
   int _AsyncReceive(char* buf, unsigned len, int flags);
 
   /// Stores errno and throws it, traced or not.
@@ -211,7 +213,7 @@ class QELSocket : public QELObject, public QELError {
   unsigned m_nAcceptTimeout = 20000;
   int m_bReuseAddr = 0;  // binding sets SO_REUSEADDR first
 
-  /// Class-wide; to be set before threads start.
+  /// Class-wide. Set them only before other threads start.
   static bool m_bUsePollSocket;    // Select waits by poll
   static bool m_bFdSetValidation;  // Select calls ValidateFd first
 

@@ -22,6 +22,7 @@ class QELSpinWord {
     }
   }
 
+  /// Frees the word, which the calling thread holds.
   void Release() noexcept { m_nWord.store(kFree, std::memory_order_release); }
 
  private:

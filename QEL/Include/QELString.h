@@ -7,8 +7,8 @@
 #include <string>
 
 /// Formatting and text conversion. Every function here is reentrant: it touches its arguments and
-/// its stack only. Nothing reports an error: formatting cuts, conversions substitute. Running out
-/// of memory throws std::bad_alloc.
+/// its stack only. None reports an error: formatting cuts, conversions substitute. Running out of
+/// memory throws std::bad_alloc. An `out` loses what it held.
 namespace qel {
 
 /// Ordering of keys without regard to the case of ASCII letters; other bytes compare by value.

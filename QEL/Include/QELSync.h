@@ -7,7 +7,7 @@
 #include "QELObject.h"
 
 /// Lockable objects. Time-outs are in milliseconds; 0 looks without waiting, QELInfinite waits for
-/// ever. Results of the POSIX calls are not examined unless said.
+/// ever. Results of the POSIX calls are ignored unless stated.
 namespace qel {
 
 inline constexpr unsigned QELInfinite = 0xFFFFFFFF;
@@ -22,21 +22,22 @@ class QELSyncObject : public QELObject {
   QELSyncObject& operator=(const QELSyncObject&) = delete;
 
   /// Wakes the threads that are blocked in this object, so that they run the work items queued to
-  /// them. Here: nothing.
+  /// them. The base does nothing.
   virtual void WakeFromAPC();
 
-  /// Lock(QELInfinite).
+  /// Calls Lock(QELInfinite).
   virtual bool Begin();
 
-  /// Unlock().
+  /// Calls Unlock().
   virtual bool End();
 
   /// Returns true when the object is locked or signalled, false when the time-out passed.
   virtual bool Lock(unsigned timeoutMs) = 0;
 
+  /// Gives the object back; returns true.
   virtual bool Unlock() = 0;
 
-  /// Counted release, for semaphore-like objects. Here: nothing, returns true.
+  /// Counted release, for semaphore-like objects. The base does nothing and returns true.
   virtual bool Unlock(long count, long* previous);
 
   virtual ~QELSyncObject();
@@ -129,10 +130,10 @@ class QELEvent : public QELSyncObject {
   /// nanoseconds are not carried into the seconds, and the C library rejects such a deadline.
   bool Lock(unsigned timeoutMs) override;
 
-  /// The same, but keeps a time-out that is not a whole number of seconds, too.
+  /// Waits as Lock does, but keeps every time-out: it carries the nanoseconds.
   bool LockFully(unsigned timeoutMs);
 
-  /// An event is not owned: nothing to release.
+  /// Does nothing and returns true: an event has no owner.
   bool Unlock() override;
   using QELSyncObject::Unlock;
 

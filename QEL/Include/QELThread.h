@@ -15,7 +15,8 @@ namespace qel {
 
 class QELThread;
 
-/// The key under which a library thread finds its object; null elsewhere. Made at start-up.
+/// The key under which a library thread finds its object; null elsewhere. It is made during
+/// static initialisation.
 extern pthread_key_t g_QELThreadParent;
 
 /// Start a thread that runs `function`, and return when it has begun. The overloads with a handle
@@ -32,8 +33,8 @@ void QELBeginThread(unsigned (*function)(CRefCount<QELThread>), void* argument);
 void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)(void*), void* argument);
 void QELBeginThread(unsigned (*function)(void*), void* argument);
 
-/// What all of them call. `kind`: 0 for a function that takes a handle, 1 for one that takes the
-/// argument, 2 for one that takes nothing.
+/// All of them call this one. `kind`: 0 for a function that takes a handle, 1 for one that takes
+/// the argument, 2 for one that takes nothing.
 void _QELBeginThread(CRefCount<QELThread>& handle, void* function, int kind, void* argument);
 
 /// A thread: the events of its life and the work items queued to it. Unless said otherwise, any
@@ -51,7 +52,7 @@ class QELThread : public QELObject, public CRefCountNumber {
     return static_cast<QELThread*>(::pthread_getspecific(g_QELThreadParent));
   }
 
-  /// From the start of the thread until its function has ended. Does not wait.
+  /// True from the start of the thread until its function has ended. Does not wait.
   bool IsRunning();
 
   /// Stops the thread. First it is asked: its stop event is set, and a CCancelThread, posted with
@@ -75,11 +76,11 @@ class QELThread : public QELObject, public CRefCountNumber {
     while (!m_queue.IsEmpty()) RunOldestAPC();
   }
 
-  /// The same for the calling thread, if the library started it.
+  /// Runs the work items of the calling thread, if the library started it.
   static void RunCurrentAPCs();
 
   /// True when the thread has been marked as killed and is being cancelled by force; waits up to
-  /// 100 ms for the second.
+  /// 100 ms for the cancellation.
   bool ConfirmKilled();
 
   /// The event that asks the thread to end; manual-reset, lives as long as this object.
@@ -88,7 +89,7 @@ class QELThread : public QELObject, public CRefCountNumber {
   /// The id that pthread_create returned; 0 before.
   unsigned long GetId() const { return m_nThreadId; }
 
-  /// What the starter of the thread gave for its function.
+  /// The argument that QELBeginThread got for the function, null if none. Not owned.
   void* GetArgument() const { return m_pArgument; }
 
   /// Stores the handle by which the thread is cancelled.

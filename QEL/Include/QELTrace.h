@@ -5,9 +5,9 @@
 /// The library's own diagnostics: two channels to separate collector processes, and a log hook.
 ///
 /// Each message is one datagram to a Unix-domain datagram socket at a fixed path. It is lost,
-/// silently, when no collector is there or its queue is full: nothing here waits for a collector,
-/// throws or reports a failure (but for a text on standard error when a channel's socket cannot
-/// be made). Any thread may call these functions at any time.
+/// silently, when no collector is there or its queue is full: nothing here waits for a collector or
+/// throws. One failure is reported, on standard error: a channel's socket that cannot be made. Any
+/// thread may call these functions at any time.
 ///
 /// A datagram is: 1 byte of value 1; the process id and the calling thread's id (the low 32 bits of
 /// its handle), 4 bytes each, little-endian; the text, ended by one newline and one NUL.
@@ -35,10 +35,11 @@ void _QelAssert(const void* expression, const void* file, unsigned line);
 /// True when a trace collector listens at /tmp/ZABKTraceCon_Active.
 bool QelIsTraceOn();
 
-/// The log hook: called on the logging thread with the level and the text of each QelLog message.
+/// The log hook. It is called on the logging thread with the level and the text of each QelLog
+/// message.
 using QelLogFunc = void (*)(int level, const char* text);
 
-/// Installs the log hook, or removes it with null. To be called before other threads start.
+/// Installs the log hook, or removes it with null. Call it only before other threads start.
 void QelSetLogFunc(QelLogFunc func);
 
 /// Makes a channel's socket, once per process; returns when it is there. Of several threads that

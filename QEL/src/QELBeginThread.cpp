@@ -18,7 +18,7 @@ using HandleFunction = unsigned (*)(CRefCount<QELThread>);
 using ArgumentFunction = unsigned (*)(void*);
 using PlainFunction = unsigned (*)();
 
-// What the creator hands to the new thread, which frees it.
+// Handed by the creator to the new thread, which frees it.
 struct StartBlock {
   int kind;
   CRefCount<QELThread> thread;
@@ -42,7 +42,7 @@ constexpr unsigned long kCancelled = ~0ul;
 
 }  // namespace
 
-// What runs on a library thread around the function it was started for.
+// The code that a library thread runs around the function it was started for.
 class CThreadBody {
  public:
   explicit CThreadBody(const StartBlock& block) : m_block(block), m_thread(*block.thread) {}
@@ -123,7 +123,7 @@ void* QELThreadProc(void* argument) {
   ::pthread_setcanceltype(PTHREAD_CANCEL_ASYNCHRONOUS, nullptr);
   CThreadBody body(*block);
   body.AwaitGate();
-  // A number, as POSIX has it. NOLINTNEXTLINE(performance-no-int-to-ptr)
+  // The exit value is a number. NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<void*>(body.Run());
 }
 

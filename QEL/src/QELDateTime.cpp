@@ -55,7 +55,7 @@ std::string ZoneSuffix() {
 
 std::string TwoDigits(long long value) { return QELSPrintf("%02d", static_cast<int>(value)); }
 
-// What a percent sign followed by `letter` stands for in the format of a span.
+// Returns the text that replaces a percent sign and `letter` in the format of a span.
 std::string SpanField(long long span, char letter) {
   switch (letter) {
     case 'D':

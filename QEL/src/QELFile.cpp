@@ -22,7 +22,7 @@ void CFile::Open(const std::string& path, const char* mode) {
   Close();
   m_fp = std::fopen(path.c_str(), (std::string(mode) + 'e').c_str());
   if (m_fp == nullptr) throw CException(errno, "fopen failed");
-  (void)::__fsetlocking(m_fp, FSETLOCKING_BYCALLER);  // one thread at a time: no lock of its own
+  (void)::__fsetlocking(m_fp, FSETLOCKING_BYCALLER);  // one thread at a time needs no lock
 }
 
 void CFile::ReadAll(std::string& out) {

@@ -44,7 +44,7 @@ QELSocket::~QELSocket() noexcept(false) {
   try {
     QELSocket::Close();
   } catch (const QELSocketExcep&) {
-    // Nobody is left to tell.
+    // A destructor has no caller to report to.
   } catch (const CCancelThreadExcep&) {
     throw;
   } catch (...) {
@@ -55,7 +55,8 @@ QELSocket::~QELSocket() noexcept(false) {
 void QELSocket::Close() {
   if (m_hSocket == -1) return;
   DropBuffered();
-  // Forgotten first: a thread cancelled in close must not close again, maybe another's file.
+  // The descriptor is forgotten first: a thread that is cancelled in close must not close it again,
+  // since by then it may be another file's.
   Check(::close(std::exchange(m_hSocket, -1)));
 }
 

@@ -74,7 +74,7 @@ void QELSocket::AppendBuffered(const char* bytes, unsigned count) {
   m_nBufferedBytes += count;
 }
 
-// Sees to it that `count` bytes fit behind the unread ones.
+// Makes `count` bytes fit behind the unread ones.
 void QELSocket::MakeRoom(unsigned count) {
   const unsigned capacity = m_Buffer.Size();
   const unsigned needed = m_nBufferedBytes + count;

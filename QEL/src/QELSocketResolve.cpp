@@ -10,7 +10,8 @@
 namespace qel {
 namespace {
 
-// Fills the address from a dotted text or by lookup. Returns what the lookup returned, 1 without.
+// Fills the address from a dotted text or by lookup. Returns the lookup's result, or 1 if
+// none was made.
 int Resolve(const char* host, in_addr& address) {
   address.s_addr = ::inet_addr(host);
   if (address.s_addr != INADDR_NONE) return 1;

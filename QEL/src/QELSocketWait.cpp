@@ -65,10 +65,10 @@ bool QELSocket::WaitInSlices(unsigned timeoutMs, Slice slice) {
   const QELElapsed elapsed;
   for (;;) {
     QELThread::RunCurrentAPCs();
-    RequireDescriptor();  // each time: a work item may have closed the socket
+    RequireDescriptor();  // repeated, as a work item may have closed the socket
     const int ready = slice();
     const int error = errno;
-    // Before the result is looked at: readiness in the slice that passes the limit comes too late.
+    // Checked before the result: readiness in the slice that passes the limit comes too late.
     if (elapsed.Milliseconds() > timeoutMs) return false;
     if (ready > 0) {
       ThrowPendingError();

@@ -53,7 +53,7 @@ void QELSPrintf(std::string& out, const char* format, ...) {
 
 void QELVSPrintf(std::string& out, const char* format, va_list args) {
   char text[QELFormatSize];
-  text[0] = '\0';  // what stays there when vsnprintf rejects the arguments
+  text[0] = '\0';  // the result when vsnprintf rejects the arguments
   (void)std::vsnprintf(text, sizeof text, format, args);
   out = text;
 }
@@ -88,7 +88,8 @@ void FromWide(const wchar_t* in, std::size_t count, std::string& out) {
   out.clear();
   out.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    const auto value = static_cast<std::int32_t>(in[i]);  // signed also where wchar_t is not
+    // Signed where wchar_t is not, too. NOLINTNEXTLINE(bugprone-signed-char-misuse): no char
+    const auto value = static_cast<std::int32_t>(in[i]);
     out.push_back(value < 256 ? static_cast<char>(value) : '\xFF');
   }
 }

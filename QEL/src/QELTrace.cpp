@@ -56,8 +56,8 @@ const Channel s_channels[] = {
 
 const Channel& ChannelOf(eTraceOrDiag channel) { return s_channels[channel]; }
 
-// Ends before the sockets do, so that what is traced after goes nowhere, least of all to another
-// file that has got the descriptor's number.
+// Destroyed before the sockets: a later trace is dropped, and does not reach another file that has
+// got the descriptor's number.
 const struct ChannelsEnd {
   ~ChannelsEnd() {
     for (const Channel& channel : s_channels) {
@@ -67,7 +67,7 @@ const struct ChannelsEnd {
   }
 } s_channelsEnd;
 
-// The channel that this thread is setting up. What fails in there is traced, and that trace would
+// The channel that this thread is setting up. A failure in there is traced, and that trace would
 // wait for a set-up that only its own thread can end.
 thread_local const Channel* t_pSettingUp = nullptr;
 
@@ -158,7 +158,7 @@ void QelTrace(const char* format, ...) {
 
 void QelTrace(const wchar_t* format, ...) {
   CTempBuffer<2048, wchar_t> wide;
-  // When it cuts, vswprintf reports a failure and leaves what fits: that is sent all the same.
+  // When it cuts, vswprintf reports a failure and leaves the text that fits, which is sent.
   std::wmemset(wide.Data(), L'\0', wide.Size());
   va_list args;
   va_start(args, format);

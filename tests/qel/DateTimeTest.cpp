@@ -26,11 +26,13 @@ TEST(DateTime, HttpFormsAreReadAndWritten) {
   std::tm parts;
   for (const char* text :
        {"Sun, 06 Nov 1994 08:49:37 GMT", "Sunday, 06-Nov-94 08:49:37", "Sun Nov 6 08:49:37 1994"}) {
-    EXPECT_TRUE(ParseRfcTime(text, &parts) && _mkgmtime(&parts) == 784111777) << text;
+    EXPECT_TRUE(ParseRfcTime(text, &parts)) << text;
+    EXPECT_EQ(784111777, _mkgmtime(&parts)) << text;
   }
   EXPECT_FALSE(ParseRfcTime("06 Nov 1994", &parts));
   long seconds = 7;
-  EXPECT_FALSE(CDateTime::ParseGMT("Sun, 06 Nov 1994 08:49:37", seconds) || seconds != 7);
+  EXPECT_FALSE(CDateTime::ParseGMT("Sun, 06 Nov 1994 08:49:37", seconds));
+  EXPECT_EQ(7, seconds);
   EXPECT_TRUE(CDateTime::ParseGMT("Sun, 06 Nov 1994 08:49:37 GMT", seconds));
   EXPECT_EQ("Sun, 06 Nov 1994 08:49:37 GMT", FormatHttpDate(seconds));
   EXPECT_EQ("Sun, 06 Nov 1994 08:49:37 GMT", CDateTime::FormatGMT(seconds));

@@ -17,9 +17,11 @@ TEST(Handle, TheLastOneDestroysTheObjectOnce) {
   std::atomic<int> dead = 0;
   CRefCount<Object> a = new Object(dead);
   a.Attach(a.Get());
-  EXPECT_TRUE(CRefCount<Object>(a)->m_nRefCount == 2 && dead == 0);
+  EXPECT_EQ(2, CRefCount<Object>(a)->m_nRefCount);
+  EXPECT_EQ(0, dead);
   a = nullptr;
-  EXPECT_TRUE(dead == 1 && !a);
+  EXPECT_EQ(1, dead);
+  EXPECT_FALSE(a);
 }
 
 TEST(Handle, ASlotCanBeReplacedUnderItsReaders) {
@@ -35,7 +37,8 @@ TEST(Handle, ASlotCanBeReplacedUnderItsReaders) {
   reader = {};
   slot.Set(nullptr);
   EXPECT_EQ(20000, replaced);
-  EXPECT_TRUE(dead == 0 && held->m_nRefCount == 1);
+  EXPECT_EQ(0, dead);
+  EXPECT_EQ(1, held->m_nRefCount);
 }
 
 // Looks at the slot that held it while it is destroyed. Outside of that it is counted slowly, which

@@ -62,8 +62,10 @@ TEST(IniSettings, AFailedLoadLeavesTheEarlierParse) {
   const std::string key(10000, 'k');
   WriteFile(dir / "conf", "[A]\n" + key);
   const CRefCount<CIniSettings> store = new CIniSettings;
-  EXPECT_TRUE(!store->_Load(dir / "missing") && !store->GetIniFile());
-  EXPECT_TRUE(store->_Load(dir / "conf") && !store->_Load(dir / "missing"));
+  EXPECT_FALSE(store->_Load(dir / "missing"));
+  EXPECT_FALSE(store->GetIniFile());
+  EXPECT_TRUE(store->_Load(dir / "conf"));
+  EXPECT_FALSE(store->_Load(dir / "missing"));
   const CRefCount<CIniFile> held = store->GetIniFile();
   EXPECT_TRUE(store->_Load(dir / ""));  // a directory opens and reads as nothing
   EXPECT_EQ("", Dump(*store->GetIniFile()));

@@ -36,6 +36,12 @@ static unsigned Received(QELSocket& socket, char* buffer, unsigned size) {
   return socket._ReceiveFromEx(buffer, size, nullptr, &length, 0, 1);
 }
 
+// Gives a socket the first descriptor that an fd_set has no room for.
+static QELSocket& Exceed(QELSocket& socket) {
+  socket.m_hSocket = FD_SETSIZE;
+  return socket;
+}
+
 TEST(Socket, EveryFailureThrowsItsCode) {
   const TempDir dir;
   QELSocket taken, s;
@@ -50,10 +56,11 @@ TEST(Socket, EveryFailureThrowsItsCode) {
       {ENOENT, [&] { s.ConnectUnix((dir / "missing").c_str()); }},
       {ENOPROTOOPT, [&] { s.SetSockOpt(9999, &s, 4, SOL_SOCKET); }},
       {ENOTTY, [&] { s.IOCtl(0x7777, nullptr); }},
-      {EINVAL, [&] { s.m_hSocket = 1024, s.ValidateFd(); }},
+      {EINVAL, [&] { Exceed(s).ValidateFd(); }},
       {EBADF, [&] { s.Close(); }}};
   for (const auto& [code, call] : cases) {
-    EXPECT_TRUE(ThrownCode(call) == code && s.m_nErrorCode == code) << code;
+    EXPECT_EQ(code, ThrownCode(call));
+    EXPECT_EQ(code, s.m_nErrorCode);
   }
   s.Close();  // forgotten already
 }
@@ -65,7 +72,8 @@ TEST(Socket, NamesAreLookedUpThroughThePointer) {
   const auto real = std::exchange(
       g_QEL_gethostbyname, +[](const char*, IPBufferArray* out, int) {
         out->m_pAddresses[0] = htonl(INADDR_LOOPBACK);
-        return errno = EIO, s_result;
+        errno = EIO;
+        return s_result;
       });
   EXPECT_EQ(3u, s.SendTo("abc", 3, "some.host", 9, 0, 1));
   s_result = 0;
@@ -73,9 +81,10 @@ TEST(Socket, NamesAreLookedUpThroughThePointer) {
   s_result = -1;
   EXPECT_EQ(EIO, ThrownCode([&] { s.AsyncConnect("some.host", 1); }));
   EXPECT_EQ(EINVAL, s.m_nErrorCode);  // what a failed lookup throws is not stored
-  IPBufferArray found;
-  EXPECT_TRUE(real("127.0.0.9", &found, 1) == 1 && found.m_aAddresses[0] == inet_addr("127.0.0.9"));
   g_QEL_gethostbyname = real;
+  IPBufferArray found;
+  EXPECT_EQ(1, real("127.0.0.9", &found, 1));
+  EXPECT_EQ(inet_addr("127.0.0.9"), found.m_aAddresses[0]);
 }
 
 TEST(Socket, DatagramsComeOneAtATimeAndAnEmptyOneThrows) {
@@ -85,7 +94,8 @@ TEST(Socket, DatagramsComeOneAtATimeAndAnEmptyOneThrows) {
   for (const std::string text : {"one", "two", "", "too long for it"}) {
     pair.far.AsyncSend(text.data(), static_cast<unsigned>(text.size()), 0);
   }
-  EXPECT_TRUE(Received(pair.near, buffer, 8) == 3 && Received(pair.near, buffer + 3, 5) == 3);
+  EXPECT_EQ(3u, Received(pair.near, buffer, 8));
+  EXPECT_EQ(3u, Received(pair.near, buffer + 3, 5));
   EXPECT_STREQ("onetwo", buffer);
   EXPECT_EQ(ECONNRESET, ThrownCode([&] { Received(pair.near, buffer, 8); }));
   EXPECT_EQ(8u, Received(pair.near, buffer, 8));
@@ -102,7 +112,8 @@ TEST(Socket, WaitsEndByReadinessOrTime) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(990));
     char byte = 'x';
     pair.far.AsyncSend(&byte, 1, 0);
-    EXPECT_TRUE(pair.near.Select(QELSocket::kReadable, 5000) && Received(pair.near, &byte, 1) == 1);
+    EXPECT_TRUE(pair.near.Select(QELSocket::kReadable, 5000));
+    EXPECT_EQ(1u, Received(pair.near, &byte, 1));
   }
   EXPECT_EQ(5, pair.near.SelectEx(QELSocket::kReadable | QELSocket::kExceptional, 0));
   EXPECT_EQ(0, pair.near.SelectEx(0, 1));
@@ -123,7 +134,8 @@ TEST(Socket, ConnectionsAreMadeAndAccepted) {
   std::jthread sender([&] { EXPECT_EQ(text.size(), client.SendString(text.c_str(), 0)); });
   std::string got(text.size(), '\0');
   EXPECT_EQ(text.size(), server._Receive(got.data(), unsigned(got.size()), 0, 0));
-  sender.join(), server.Close();
+  sender.join();
+  server.Close();
   EXPECT_EQ(ECONNRESET, ThrownCode([&] { client.Receive(got.data(), 1, 0, 1); }));
 }
 

@@ -31,8 +31,6 @@ TEST(Trace, TracedFirstUseMakesOneSocketPerChannel) {
 
 TEST(Trace, TracedMessagesEndInOneNewlineAndNul) {
   Collector trace("/tmp/ZABKTraceCon"), diag("/tmp/ZABKDiagCon");
-  static std::string hooked;
-  QelSetLogFunc(+[](int level, const char* text) { hooked += std::to_string(level) + text; });
   const bool fresh = g_lInitTrace == 0;
   QelTrace("ab%c", 'c');
   QelTrace("%s", std::string(30000, 'x').c_str());
@@ -48,12 +46,24 @@ TEST(Trace, TracedMessagesEndInOneNewlineAndNul) {
   const char* const first = "InitTraceOrDiag() - Initialized g_lInitTrace. Addr=%x";
   EXPECT_EQ(fresh, trace.Count(Datagram(QELSPrintf(first, address))));
   EXPECT_TRUE(diag.Sees(Datagram("42")));
-  EXPECT_EQ("542\n", hooked);
-  EXPECT_FALSE(QelIsTraceOn());
-  EXPECT_TRUE((Collector("/tmp/ZABKTraceCon_Active"), QelIsTraceOn()));
 }
 
-TEST(Trace, TracedFaultsAreReportedOnceOrNotAtAll) {
+TEST(Trace, TracedLogsReachTheHook) {
+  static std::string hooked;
+  QelSetLogFunc(+[](int level, const char* text) { hooked += std::to_string(level) + text; });
+  QelLog(5, "%d\n", 42);
+  QelSetLogFunc(nullptr);
+  QelLog(6, "unheard");
+  EXPECT_EQ("542\n", hooked);
+}
+
+TEST(Trace, TracedIsOnWhileACollectorListens) {
+  EXPECT_FALSE(QelIsTraceOn());
+  const Collector active("/tmp/ZABKTraceCon_Active");
+  EXPECT_TRUE(QelIsTraceOn());
+}
+
+TEST(Trace, TracedCorruptSpinWordIsReportedOnceAndTaken) {
   struct Shared : CRefCountNumber {};
   Collector trace("/tmp/ZABKTraceCon");
   CLockedRefCount<Shared> slot;
@@ -63,12 +73,19 @@ TEST(Trace, TracedFaultsAreReportedOnceOrNotAtAll) {
   const char* const file = "../../../QEL/Include/QELRefCount, line 236";
   EXPECT_TRUE(trace.Sees(Datagram(QELSPrintf("Assertion failed: Tid: %d, Expr: false, file %s",
                                              static_cast<int>(::pthread_self()), file))));
-  for (const int code : {98, -7}) {
+  QelTrace("the last message");
+  EXPECT_TRUE(trace.Sees("the last message"));
+  EXPECT_EQ(1, trace.Count("Assertion failed"));
+}
+
+TEST(Trace, TracedSocketErrorsAreReportedOnceOrNotAtAll) {
+  Collector trace("/tmp/ZABKTraceCon");
+  for (const int code : {-7, 98}) {
     QELSocket socket;
     errno = code;
     EXPECT_THROW(socket.ThrowExcep(code == 98), QELSocketExcep);
     EXPECT_EQ(code, socket.m_nErrorCode);
   }
   EXPECT_TRUE(trace.Sees(Datagram("QELExcep: Error: Error (98)")));
-  EXPECT_TRUE(trace.Count("Assertion failed") == 1 && trace.Count("QELExcep") == 1);
+  EXPECT_EQ(1, trace.Count("QELExcep"));
 }

@@ -111,7 +111,7 @@ std::size_t FormatHeader(char (&header)[64], int priority) {
 bool SendToSystemLogger(int type, iovec (&parts)[2]) {
   const int fd = ::socket(AF_UNIX, type | SOCK_CLOEXEC, 0);
   if (fd == -1) return true;
-  constexpr timeval kLimit{0, kOutletWaitMs * 1000};
+  constexpr timeval kLimit{0, 1000L * kOutletWaitMs};
   sockaddr_un address;
   qel::QELSocket::FillSockAddr(_PATH_LOG, address);
   const auto* const to = reinterpret_cast<const sockaddr*>(&address);

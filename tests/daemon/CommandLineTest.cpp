@@ -42,12 +42,12 @@ TEST(CommandLine, TakesTwoOptionsAndIgnoresTheRest) {
       {{"-x", "-s4"}, conf, 4, "tavok: invalid option -- 'x'\n"},
       {{"--semaphore=5"}, conf, 0, "tavok: unrecognized option '--semaphore=5'\n"},
   };
-  for (const auto& [words, confFile, semaphore, diagnostics] : cases) {
+  for (const auto& it : cases) {
     testing::internal::CaptureStderr();
-    Parse(words);
-    EXPECT_EQ(diagnostics, testing::internal::GetCapturedStderr());
-    EXPECT_EQ(confFile, g_sConfFile) << testing::PrintToString(words);
-    EXPECT_EQ(semaphore, g_nSemId) << testing::PrintToString(words);
+    Parse(it.words);
+    EXPECT_EQ(it.diagnostics, testing::internal::GetCapturedStderr());
+    EXPECT_EQ(it.confFile, g_sConfFile) << testing::PrintToString(it.words);
+    EXPECT_EQ(it.semaphore, g_nSemId) << testing::PrintToString(it.words);
   }
 }
 

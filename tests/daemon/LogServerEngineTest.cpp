@@ -4,12 +4,13 @@
 // While true, operator new throws.
 static bool g_memoryIsShort = false;
 
-void* operator new(std::size_t size) {
+// Not inlined, or the compiler takes malloc and operator delete for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   if (g_memoryIsShort) throw std::bad_alloc();
   return std::malloc(size);
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 TEST(Engine, AppendsToWhatAnEarlierRunHasLeft) {
   g_syslog.m_bNoSyslog = true;

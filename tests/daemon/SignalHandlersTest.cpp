@@ -44,7 +44,7 @@ TEST(SignalHandlers, SigHupReportsARotationThatFails) {
 TEST(SignalHandlers, SigTermAsksTheProgramToExit) {
   InstallSigTerm();
   EXPECT_FALSE(g_bExitProgram);
-  ::raise(SIGTERM);
+  ::kill(::getpid(), SIGTERM);
   EXPECT_TRUE(g_bExitProgram);
   ::signal(SIGTERM, SIG_DFL);
 }

@@ -28,14 +28,14 @@ TEST(Start, EveryFailureHasItsMessageAndStatus1) {
       {"Port=dir", "", udp + "Error (98):98\n" + noReceiver, true, true},
       {"PidFileName=no/p\nPort=dir", "",
        "failed to write to pid file no/p \n" + udp + "Error (98):98\n" + noReceiver, false, true}};
-  for (const auto& [settings, arguments, output, pidFile, directory] : cases) {
+  for (const auto& it : cases) {
     std::filesystem::remove(dir / "output");
     std::filesystem::remove_all(dir / "log");
-    Daemon daemon(dir, settings, arguments);
+    Daemon daemon(dir, it.settings, it.arguments);
     EXPECT_EQ(1, daemon.Exit());
-    EXPECT_EQ(output, daemon.Output());
-    EXPECT_EQ(pidFile, std::filesystem::remove(dir / "pid")) << output;
-    EXPECT_EQ(directory, std::filesystem::exists(dir / "log")) << output;
+    EXPECT_EQ(it.output, daemon.Output());
+    EXPECT_EQ(it.pidFile, std::filesystem::remove(dir / "pid")) << it.output;
+    EXPECT_EQ(it.directory, std::filesystem::exists(dir / "log")) << it.output;
   }
 }
 

@@ -1,6 +1,6 @@
 #include <span>
 
-#include "Trial.h"
+#include "Auditor.h"
 
 namespace {
 
@@ -24,15 +24,17 @@ struct Holdings {
   long memoryKb = 0, descriptors = 0, threads = 0;
 };
 
-// Each load with the pause of each sender after a message, in ms. `bySize`: until the worker has
-// rotated, else with a signal every 1.1 s. (Both at once could hit the same second.)
+// Each load with the pause of each sender after a message. `bySize`: until the worker has rotated,
+// else with a signal every 1.1 s. (Both at once could hit the same second.)
 struct Phase {
   std::size_t senders;
-  int pauseMs;
+  int pauseUs;
   bool bySize;
 };
-constexpr Phase kPhases[] = {{4, 0, false}, {64, 5, false}, {1, 0, false},
-                             {4, 1, false}, {4, 0, true},   {16, 0, false}};
+constexpr Phase kPhases[] = {{4, 0, false},    {64, 5000, false}, {1, 0, false},
+                             {4, 1000, false}, {4, 0, true},      {16, 0, false}};
+// More than one file holds, and less than is deleted: 200 MB.
+constexpr long kLead = 2'000'000;
 constexpr std::uintmax_t kMaxFileSize = 100 << 20;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr long kNoiseKb = 64 << 10;  // the sanitizer keeps what the daemon has given back
@@ -40,22 +42,24 @@ constexpr long kNoiseKb = 64 << 10;  // the sanitizer keeps what the daemon has 
 constexpr long kNoiseKb = 64;  // a page here and there: what is touched for the first time
 #endif
 
-// One load, through to its last message.
-void RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Auditor& auditor,
-              long& messages) {
-  auditor.Expect(phase.senders);
-  Flood flood(dir, phase.senders, phase.pauseMs);
+void AwaitRotationBySize(const TempDir& dir) {
   const auto isFull = [&] {
     return std::filesystem::file_size(dir / "log/tmp.tavok") > kMaxFileSize;
   };
-  EXPECT_TRUE(!phase.bySize || (Eventually(isFull) && Eventually(std::not_fn(isFull))));
+  EXPECT_TRUE(Eventually(isFull));
+  EXPECT_TRUE(Eventually(std::not_fn(isFull)));
+}
+
+// One load, through to its last message. Returns how many were sent.
+long RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Auditor& auditor) {
+  auditor.Expect(phase.senders);
+  Flood flood(dir / "socket", {.senders = phase.senders, .pauseUs = phase.pauseUs, .lead = kLead});
+  if (phase.bySize) AwaitRotationBySize(dir);
   for (int i = 0; i < Scale(1, 4); ++i) {
     phase.bySize ? Nap(1100) : Rotate(dir, daemon);
-    EXPECT_EQ("", auditor.Read());
+    EXPECT_EQ("", auditor.Read(flood));
   }
-  const auto& counts = flood.Stop();
-  auditor.ReadToTheEnd(daemon, counts);
-  messages += std::accumulate(counts.begin(), counts.end(), 0L);
+  return auditor.Finish(daemon, flood);
 }
 
 }  // namespace
@@ -72,7 +76,7 @@ TEST(Soak, NothingGrows) {
   long messages = 0;
   const auto runAll = [&] {
     for (const Phase& phase : std::span(kPhases).first(minutes == nullptr ? 2 : 6)) {
-      RunPhase(phase, dir, daemon, auditor, messages);
+      messages += RunPhase(phase, dir, daemon, auditor);
     }
   };
   runAll();

@@ -1,0 +1,137 @@
+#include <sys/mount.h>
+
+#include "Trial.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::size_t VeryMany() { return static_cast<std::size_t>(Scale(3000, 100000)); }
+
+// Very many files, one of them unreadable, and a directory and a dangling link of matching names.
+void FillLog(const TempDir& dir) {
+  fs::create_directories(dir / "log/full_tavok_directory/x");
+  fs::create_symlink("nowhere", dir / "log/dangling_tavok_link");
+  for (std::size_t i = 0; i < VeryMany(); ++i) {
+    WriteFile(dir / ("log/tavok_" + std::to_string(i)), "1");
+  }
+  fs::permissions(dir / "log/tavok_0", fs::perms::none);
+}
+
+// Whether a text that is sent comes last in the log.
+bool Collects(const TempDir& dir, const std::string& text) {
+  Sender(dir / "socket").Send(text);
+  return Eventually([&] { return Logged(dir).ends_with(text); });
+}
+
+bool HasFiles(const TempDir& dir, std::size_t count) {
+  return Eventually([&] { return LogFiles(dir).size() == count; });
+}
+
+// A file system of 1 MiB.
+class Mounted {
+ public:
+  explicit Mounted(const std::string& path)
+      : m_path(path), m_ok(::mount("tmpfs", path.c_str(), "tmpfs", 0, "size=1m") == 0) {}
+  ~Mounted() {
+    if (m_ok) ::umount(m_path.c_str());
+  }
+  bool IsThere() const { return m_ok; }
+
+ private:
+  const std::string m_path;
+  const bool m_ok;
+};
+
+// Sends a thousand numbered messages, and returns their text.
+std::string SendThousand(const Sender& sender, int from) {
+  std::string sent;
+  for (int i = from; i < from + 1000; ++i) {
+    sender.Send(Numbered(0, i));
+    sent += Numbered(0, i);
+  }
+  return sent;
+}
+
+}  // namespace
+
+TEST(Directory, OfVeryManyFilesKeepsWhatIsNotDue) {
+  const TempDir dir;
+  FillLog(dir);
+  const auto begin = std::chrono::steady_clock::now();
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  Figure("%zu files: up in %.0f ms", VeryMany(), 1000 * SecondsSince(begin));
+  Sender(dir / "socket").Send("received");
+  EXPECT_TRUE(Eventually([&] { return ReadFile(dir / "log/tmp.tavok") == "received"; }));
+  Nap(1000);
+  EXPECT_EQ(VeryMany() + 3, LogFiles(dir).size());
+}
+
+TEST(Directory, OfVeryManyExpiredFilesDoesNotHoldUpTheStop) {
+  const TempDir dir;
+  FillLog(dir);
+  AwaitNextSecond();
+  Daemon daemon(dir, "MaxPeriod=0\n");
+  ASSERT_TRUE(daemon.Says("File expired"));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(0, daemon.Stop());
+  EXPECT_LT(SecondsSince(begin), 5.5 * Patience());  // earlier than a worker is cancelled by force
+  Figure("%zu files, all expired: stops in %.1f s, %zu deleted", VeryMany(), SecondsSince(begin),
+         VeryMany() + 3 - LogFiles(dir).size());
+}
+
+TEST(Directory, ReplacedByALinkIsFollowed) {
+  const TempDir dir;
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  EXPECT_TRUE(Collects(dir, "a"));
+  fs::rename(dir / "log", dir / "elsewhere");
+  fs::create_directory_symlink("elsewhere", dir / "log");
+  EXPECT_TRUE(Collects(dir, "b"));
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(HasFiles(dir, 2));
+  EXPECT_TRUE(Collects(dir, "c"));
+  EXPECT_EQ("abc", Logged(dir));
+}
+
+TEST(Directory, RemovedIsReportedUntilThereIsOneAgain) {
+  const TempDir dir;
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  fs::remove_all(dir / "log");
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(daemon.Says("CLogServerEngine file system error:2\n"));
+  fs::create_directory(dir / "log");
+  WriteFile(dir / "log/tmp.tavok", "");
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(HasFiles(dir, 2));
+  EXPECT_TRUE(Collects(dir, "d"));
+}
+
+// What comes while a real file system has no room is lost; what was there and what comes afterwards
+// is not.
+TEST(Directory, OnAFullFileSystem) {
+  const TempDir dir;
+  fs::create_directory(dir / "log");
+  const Mounted mounted(dir / "log");
+  if (!mounted.IsThere()) GTEST_SKIP() << "may not mount";
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  const Sender sender(dir / "socket");
+  const std::string before = SendThousand(sender, 0);
+  EXPECT_TRUE(Eventually([&] { return Logged(dir) == before; }));
+  std::ofstream(dir / "log/filler") << std::string(1 << 20, 'f') << std::flush;
+  EXPECT_EQ(0u, fs::space(dir / "log").available);
+  SendThousand(sender, 1000);
+  Nap(200);
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(HasFiles(dir, 3));
+  fs::remove(dir / "log/filler");
+  const std::string after = SendThousand(sender, 2000);
+  EXPECT_TRUE(Eventually([&] { return Logged(dir).ends_with(after); }));
+  EXPECT_TRUE(Logged(dir).starts_with(before));
+  const std::size_t rest = Logged(dir).size() - before.size() - after.size();
+  EXPECT_LE(rest, 8192u);  // what fitted into a page that was there already
+  Figure("%zu bytes of 1000 lost messages fitted in", rest);
+}

@@ -1,0 +1,113 @@
+#include "Auditor.h"
+
+namespace {
+
+bool Exists(const std::string& path) { return std::filesystem::exists(path); }
+
+// Lets a daemon go on that has stopped before a call, but gives it the signal there.
+void GoOnWith(int signal, const TempDir& dir, const Daemon& daemon) {
+  daemon.Signal(signal);
+  std::filesystem::remove(dir / "paused");
+}
+
+// One that comes up after all collects, whatever the signal has done to its start.
+void CollectsIfItIsUp(const TempDir& dir, const Daemon& daemon) {
+  if (!daemon.IsUp()) return;
+  Sender(dir / "socket").Send("received");
+  EXPECT_TRUE(Eventually([&] { return Logged(dir) == "received"; }));
+  EXPECT_LE(LogFiles(dir).size(), 2u);
+}
+
+void StopsInOrder(const TempDir& dir, Daemon& daemon, int signal) {
+  const int status = daemon.Stop();
+  EXPECT_FALSE(Exists(dir / "pid"));
+  if (status == 128 + signal) {  // before it had a handler
+    EXPECT_FALSE(Exists(dir / "log"));
+    return;
+  }
+  EXPECT_EQ(0, status);
+  EXPECT_EQ(std::string::npos, daemon.Output().find("error")) << daemon.Output();
+  EXPECT_FALSE(Exists(dir / "socket"));
+}
+
+// Stops a daemon before one of its calls, counted from its first to its last, gives it the signal
+// there and lets it go on. Returns false when it makes fewer than `call` calls.
+bool SignalBefore(int call, int signal) {
+  SCOPED_TRACE("call " + std::to_string(call));
+  const TempDir dir;
+  Daemon daemon(dir, "", "", Shimmed("'*',-," + std::to_string(call) + ",0"));
+  const auto paused = [&] { return Exists(dir / "paused"); };
+  EXPECT_TRUE(Eventually([&] { return daemon.Semaphore() != 0 || paused() || daemon.HasEnded(); }));
+  const bool starting = paused();
+  if (!starting) {
+    daemon.Signal(SIGTERM);  // to see it stop
+    EXPECT_TRUE(Eventually([&] { return paused() || daemon.HasEnded(); }));
+    if (!paused()) return false;
+  }
+  GoOnWith(signal, dir, daemon);
+  if (signal == SIGHUP && starting) CollectsIfItIsUp(dir, daemon);
+  StopsInOrder(dir, daemon, signal);
+  return true;
+}
+
+// Before each call, one daemon for each.
+void HeedsAtEveryStep(int signal) {
+  std::atomic<int> next = 1, steps = 0;
+  InParallel(std::vector<int>(8), [&](int) {
+    while (next <= 200 && SignalBefore(next++, signal)) ++steps;
+  });
+  EXPECT_GT(steps, 20);
+  Figure("signal %d before each of %d calls", signal, steps.load());
+}
+
+}  // namespace
+
+TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
+  const TempDir dir;
+  const Daemon daemon(dir, "MaxSize=300\n");  // deletes what has been read
+  ASSERT_TRUE(daemon.IsUp());
+  const int rotations = Scale(3, 180);
+  Auditor auditor(dir);
+  auditor.Expect(4);
+  Flood flood(dir / "socket", {});
+  for (int i = 0; i < rotations; ++i) {
+    Rotate(dir, daemon);
+    daemon.Signal(SIGSTOP);  // as a debugger does
+    Nap(20);
+    daemon.Signal(SIGCONT);
+    ASSERT_EQ("", auditor.Read(flood));
+  }
+  const long sent = auditor.Finish(daemon, flood);
+  EXPECT_GT(auditor.Files(), rotations);
+  Figure("%d rotations, %ld messages: each once and in order", rotations, sent);
+}
+
+// Rotations within one second keep the later file only, so that messages go; but none is torn or
+// moved, and afterwards all is as it was.
+TEST(Signal, AStormOfRotations) {
+  const TempDir dir;
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  const int signals = Scale(1000, 20000);
+  Flood flood(dir / "socket", {.lead = 4'000'000});
+  for (int i = 0; i < signals; ++i) {
+    daemon.Signal(SIGHUP);
+    ::usleep(50);
+  }
+  const std::vector<int>& counts = flood.Stop();
+  EXPECT_TRUE(Eventually([&] {
+    Rotate(dir, daemon);
+    return ReadFile(dir / "log/tmp.tavok").empty();
+  }));
+  EXPECT_EQ("", NumberedFault(Logged(dir), counts, LONG_MAX));
+
+  Flood after(dir / "socket", {.each = 5000});
+  EXPECT_TRUE(after.IsDone());
+  EXPECT_TRUE(Eventually(
+      [&] { return NumberedFault(ReadFile(dir / "log/tmp.tavok"), after.Stop()).empty(); }));
+  Figure("%d signals", signals);
+}
+
+TEST(Signal, HangupAtEveryStepOfStartAndStop) { HeedsAtEveryStep(SIGHUP); }
+
+TEST(Signal, TerminationAtEveryStepOfStartAndStop) { HeedsAtEveryStep(SIGTERM); }

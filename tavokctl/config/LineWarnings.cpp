@@ -43,8 +43,9 @@ std::string UnknownKey(const std::string& key) {
   const std::string text = "unknown key \"" + key + "\": ignored";
   if (key[0] == ';' || key.starts_with("//")) return text + "; comments begin with #";
   if (key[0] == '[') return text + "; a section header ends with ]";
-  std::vector<std::string> known;
-  for (const CKnownSetting& setting : kKnownSettings) known.emplace_back(setting.key);
+  std::vector<std::string> known(kKnownSettings.size());
+  std::transform(kKnownSettings.begin(), kKnownSettings.end(), known.begin(),
+                 [](const CKnownSetting& setting) { return setting.key; });
   return text + Suggestion(key, known);
 }
 

@@ -9,7 +9,7 @@ using CWarnings = std::set<std::string>;
 class Check : public testing::Test {
  protected:
   // The warnings of a configuration, each "LINE: text", or "text" where it is about no line. Lines
-  // are counted from those behind the four of m_good, which may be overridden without a warning.
+  // are counted from the end of m_good, whose own four may be overridden.
   CWarnings Warnings(const std::string& text) const {
     WriteFile(m_dir / "conf", text);
     Ctl check(m_dir, "check --strict -c conf");
@@ -29,7 +29,7 @@ class Check : public testing::Test {
     return warnings;
   }
 
-  // Lines that come behind m_good, and what is warned of.
+  // Lines to append to m_good, and the warnings expected of each.
   void ExpectWarnings(const std::vector<std::pair<std::string, CWarnings>>& cases) const {
     for (const auto& [text, warnings] : cases) EXPECT_EQ(warnings, Warnings(m_good + text));
   }

@@ -13,7 +13,7 @@ bool HasSemaphore(const std::string& text) {
 }  // namespace
 
 TEST(Start, RunsTavokInASessionOfItsOwn) {
-  // What is started in the background becomes a child of this process.
+  // Orphans, such as a tavok started in the background, become children of this process.
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
   const TempDir dir;
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");

@@ -24,7 +24,7 @@ void ExpectOut(const Ctl& tail, const std::string& text) {
   EXPECT_EQ(text, tail.Out());
 }
 
-// Sends numbered lines to a daemon, and knows all of them.
+// Sends numbered lines to a daemon, and remembers all of them.
 class Feed {
  public:
   explicit Feed(const TempDir& dir) : m_dir(dir), m_sender(dir / "socket") {}

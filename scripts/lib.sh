@@ -37,6 +37,12 @@ await() {
   done
 }
 
+# alone NAME COMMAND...: runs the command when no other script runs one under that name.
+alone() {
+  mkdir -p build
+  flock "build/$1.lock" "${@:2}"
+}
+
 # install_missing PACKAGE:PROBE...: installs each package whose probe (a command's name, or a file's
 # absolute path) is missing. Names all that cannot be installed.
 install_missing() {
@@ -54,8 +60,8 @@ install_missing() {
     as_root=(sudo)
   fi
   echo "Installing: ${missing[*]}"
-  "${as_root[@]}" apt-get update -q || true
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  alone packages "${as_root[@]}" apt-get update -q || true
+  alone packages "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
     apt-get install -q -y --no-install-recommends "${missing[@]}" ||
     fail "Could not install: ${missing[*]}"
 }
@@ -71,11 +77,14 @@ install_test_tools() {
     libbenchmark-dev:/usr/include/benchmark/benchmark.h "$@"
 }
 
+# configure_preset PRESET [OPTION...]: below build/; warnings are errors where CI is set.
+configure_preset() { alone "$1" cmake --preset "$1" ${CI:+-DTAVOK_WERROR=ON} "${@:2}"; }
+
 # build_preset PRESET TARGET [OPTION...]: configures a preset, with these options of cmake, and builds a
-# target of it below build/. Warnings are errors where CI is set.
+# target of it.
 build_preset() {
-  cmake --preset "$1" ${CI:+-DTAVOK_WERROR=ON} "${@:3}"
-  cmake --build --preset "$1" --target "$2"
+  configure_preset "$1" "${@:3}"
+  alone "$1" cmake --build --preset "$1" --target "$2"
 }
 
 # start_tavok COMMAND...: runs a tavok in the background, with a semaphore set of its own. Sets `tavok`
@@ -103,7 +112,7 @@ has_ended() { [ ! -e "/proc/$1/exe" ]; }
 is_up_or_has_ended() { is_up || has_ended "$tavok"; }
 
 end_tavok() {
-  [ -z "$tavok" ] || has_ended "$tavok" || kill -KILL "$tavok"
+  [ -z "$tavok" ] || has_ended "$tavok" || { kill -KILL "$tavok" && wait "$tavok"; } 2>/dev/null || true
   [ -z "$semaphore" ] || ipcrm -s "$semaphore" 2>/dev/null || true
 }
 

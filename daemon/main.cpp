@@ -6,11 +6,11 @@
 #include "Globals.h"
 #include "Log.h"
 #include "LogServer.h"
-#include "PidFile.h"
 #include "Process.h"
 #include "QELRefCount.h"
 #include "SignalHandlers.h"
 #include "StartupSemaphore.h"
+#include "Util.h"
 
 namespace {
 

@@ -16,7 +16,7 @@
 #include "QELProcessID.h"
 #include "QELSocket.h"
 #include "QELString.h"
-#include "QELUnixAddress.h"
+#include "socket/QELUnixAddress.h"
 
 namespace qel {
 

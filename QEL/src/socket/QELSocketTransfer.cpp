@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "QELSocket.h"
-#include "QELWouldBlock.h"
+#include "socket/QELWouldBlock.h"
 
 namespace qel {
 

@@ -3,9 +3,9 @@
 
 #include <cerrno>
 
-#include "QELElapsed.h"
 #include "QELSocket.h"
 #include "QELThread.h"
+#include "base/QELElapsed.h"
 
 namespace qel {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "QELSocket.h"
 #include "QELThread.h"
-#include "QELUnixAddress.h"
-#include "QELWouldBlock.h"
+#include "socket/QELUnixAddress.h"
+#include "socket/QELWouldBlock.h"
 
 namespace qel {
 namespace {

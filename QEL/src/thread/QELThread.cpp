@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "QELElapsed.h"
 #include "QELTrace.h"
+#include "base/QELElapsed.h"
 
 namespace qel {
 

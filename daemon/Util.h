@@ -2,6 +2,11 @@
 
 #include <string>
 
+#include "Log.h"
+
+/// The daemon's utilities: its reports (Log.h), its pid file, the directory for temporary files. None
+/// of these throws for an input/output failure.
+
 /// Writes the id of this process to the pid file, as digits only. A failure to open the file is
 /// logged; a full disk is not noticed.
 void updatepidfile(const std::string& path);

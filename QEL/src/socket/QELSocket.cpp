@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "QELThread.h"
-#include "QELUnixAddress.h"
+#include "socket/QELUnixAddress.h"
 
 namespace qel {
 namespace {

@@ -1,4 +1,4 @@
-#include "PidFile.h"
+#include "Util.h"
 
 #include <signal.h>
 #include <sys/stat.h>

@@ -9,7 +9,7 @@ class Log {
  public:
   explicit Log(const TempDir& dir) : m_dir(dir) {}
 
-  // Whether what had been read, and all of `size` bytes, is still there; reads what is new.
+  // Expects what had been read, and all of `size` bytes, to be there still. Reads what is new.
   void Read(std::size_t size) {
     const std::string logged = Logged(m_dir);
     ASSERT_TRUE(logged.starts_with(m_read));

@@ -1,3 +1,5 @@
+#include <array>
+
 #include "Trial.h"
 
 TEST(TakeOver, UnderLoad) {
@@ -8,14 +10,14 @@ TEST(TakeOver, UnderLoad) {
   const std::string pid = first.Pid();
   EXPECT_EQ(pid, ReadFile(dir / "pid"));
   Flood flood(dir / "socket", {});
-  EXPECT_TRUE(flood.Goes(50'000));
+  EXPECT_TRUE(flood.Goes(20'000));
   {
     const Daemon second(dir);
     EXPECT_EQ(0, first.Exit());
     ASSERT_TRUE(second.IsUp());
     EXPECT_TRUE(second.Says("killed previous daemon. pid=" + pid + "\n"));
     EXPECT_EQ(second.Pid(), ReadFile(dir / "pid"));
-    EXPECT_TRUE(flood.Goes(50'000));
+    EXPECT_TRUE(flood.Goes(20'000));
     ExpectLogged(dir, flood.Stop(), QueueLength());
   }
   EXPECT_EQ(-1, first.Semaphore());
@@ -25,7 +27,7 @@ TEST(TakeOver, UnderLoad) {
 
 // Which one, the moment decides. Over UDP the other finds the port taken, or is taken over.
 TEST(TakeOver, OfTwoThatStartAtOnceOneServes) {
-  for (const bool udp : {false, true}) {
+  InParallel(std::array{false, true}, [](bool udp) {
     const TempDir dir;
     const std::string port = udp ? std::to_string(FreePort()) : dir / "socket";
     Daemon one(dir, "Port=" + port + "\n"), two(dir, "Port=" + port + "\n");
@@ -38,7 +40,7 @@ TEST(TakeOver, OfTwoThatStartAtOnceOneServes) {
       const int status = daemon->HasEnded() ? daemon->Exit() : daemon->Stop();
       EXPECT_LE(status, udp ? 1 : 0);
     }
-  }
+  });
 }
 
 // Nothing here may be -1, or become it in 32 bits: that would end everything.

@@ -67,7 +67,10 @@ install_missing() {
 }
 
 # Further packages as install_missing has them.
-install_build_tools() { install_missing g++:g++ cmake:cmake ninja-build:ninja "$@"; }
+install_build_tools() {
+  install_missing g++:g++ cmake:cmake ninja-build:ninja \
+    nlohmann-json3-dev:/usr/include/nlohmann/json.hpp "$@"
+}
 
 install_test_tools() {
   install_build_tools libgtest-dev:/usr/include/gtest/gtest.h \

@@ -162,7 +162,8 @@ void Feeder::Send(const std::string& text) const {
 
 Written WarmUp(const Load& load, const Running& subject) {
   const std::size_t logged = subject.Logged().size();
-  const std::uintmax_t wanted = subject.StoredBytes() + kWarmUpDatagrams * load.size;
+  const std::uintmax_t wanted =
+      subject.StoredBytes() + std::uintmax_t{kWarmUpDatagrams} * load.size;
   Senders({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject).Wait();
   AwaitStored(subject, wanted, kQuiet);
   ::usleep(kSettleUs);  // for what a subject adds to the last one
@@ -189,8 +190,8 @@ Figures Send(const Load& load, const Running& subject, const Written& each,
   const std::uintmax_t stored = subject.StoredBytes() - before;
 
   Figures figures = load.numbered ? Audited(subject, each, counts) : Figures();
-  const auto received =
-      load.numbered ? figures["received"] : static_cast<double>(stored / each.bytes);
+  const std::uintmax_t whole = stored / each.bytes;
+  const double received = load.numbered ? figures["received"] : static_cast<double>(whole);
   const auto lost = static_cast<double>(sent) - received;
   figures.merge(
       Figures{{"sent", static_cast<double>(sent)},

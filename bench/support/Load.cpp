@@ -1,6 +1,7 @@
 #include "Load.h"
 
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -8,45 +9,29 @@
 
 #include <chrono>
 #include <cstdio>
-#include <fstream>
-#include <sstream>
+#include <limits>
+#include <numeric>
 #include <stdexcept>
+#include <thread>
 
 #include "Check.h"
-#include "Sockets.h"
+#include "Numbered.h"
+#include "Waiting.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr long kWarmUpDatagrams = 40;  // they fit into a receive buffer: none is lost
+constexpr unsigned kWarmUpDatagrams = 40;  // they fit into a receive buffer: none is lost
 constexpr useconds_t kSettleUs = 20'000;
 // When this long nothing comes, that was all.
 constexpr std::chrono::milliseconds kQuiet(10'000);
 constexpr std::chrono::milliseconds kQuietUdp(500);  // where some may have been lost
+// The files of the journal grow by leaps, so that nobody knows how much is wanted.
+constexpr std::chrono::milliseconds kQuietJournal(1000);
+constexpr auto kUnknown = std::numeric_limits<std::uintmax_t>::max();
 
 std::string Text(unsigned size) { return std::string(size - 1, 'x') + "\n"; }
-
-class Source {
- public:
-  Source(const Place& place, unsigned size)
-      : m_text(Text(size)), m_fd(ConnectedSocket(place.Listening())) {
-    const timeval limit{30, 0};
-    Check(::setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0, "SO_SNDTIMEO");
-  }
-  Source(const Source&) = delete;
-  Source& operator=(const Source&) = delete;
-  ~Source() { ::close(m_fd); }
-
-  void Send() {
-    const ssize_t sent = ::send(m_fd, m_text.data(), m_text.size(), 0);
-    Check(sent == static_cast<ssize_t>(m_text.size()), "send");
-  }
-
- private:
-  const std::string m_text;
-  const int m_fd;
-};
 
 // Runs `body` in a process of its own: programs that log share neither memory nor descriptors.
 template <class Body>
@@ -64,88 +49,164 @@ pid_t Fork(Body body) {
   }
 }
 
-void Flood(Source& sender, long datagrams) {
-  for (long sent = 0; sent < datagrams; ++sent) sender.Send();
-}
-
-// Evenly spaced, by a clock that is read all the time: a sleep would wake late and send in bursts.
-void Pace(Source& sender, long datagrams, unsigned rate) {
-  const std::chrono::nanoseconds step(1'000'000'000 / rate);
-  auto next = Clock::now();
-  for (long sent = 0; sent < datagrams; ++sent, next += step) {
-    while (Clock::now() < next) {
+// The processes that send one load.
+class Senders {
+ public:
+  // Each calls `atEnd` when its last send has returned.
+  Senders(
+      const Load& load, const Running& subject, const std::function<void()>& atEnd = [] {})
+      : m_load(load) {
+    Check(m_sent != MAP_FAILED, "mmap");
+    for (unsigned i = 0; i < load.senders; ++i) {
+      m_pids.push_back(Fork([&] {
+        if (load.udp) Check(UseProcessors(Processors::kSender), "sched_setaffinity");
+        Run(i, Feeder(subject));
+        atEnd();
+      }));
     }
-    sender.Send();
   }
-}
+  Senders(const Senders&) = delete;
+  Senders& operator=(const Senders&) = delete;
+  ~Senders() {
+    for (const pid_t pid : m_pids) {
+      ::kill(pid, SIGKILL);
+      ::waitpid(pid, nullptr, 0);
+    }
+    ::munmap(m_sent, kShared);
+  }
 
-// Returns when all is sent.
-void SendFromProcesses(const Load& load, const Place& place) {
-  std::vector<pid_t> senders;
-  for (unsigned i = 0; i < load.senders; ++i) {
-    senders.push_back(Fork([&] {
-      Source sender(place, load.size);
-      const long share = load.datagrams / load.senders;
-      if (load.udp) UseProcessors(Processors::kSender);
-      load.rate == 0 ? Flood(sender, share) : Pace(sender, share, load.rate);
-    }));
+  // Waits for them. Returns how many each has sent.
+  std::vector<int> Wait() {
+    bool failed = false;
+    for (; !m_pids.empty(); m_pids.pop_back()) {
+      int status = 0;
+      Check(::waitpid(m_pids.back(), &status, 0) != -1, "waitpid");
+      failed |= status != 0;
+    }
+    if (failed) throw std::runtime_error("not everything could be sent");
+    return {m_sent, m_sent + m_load.senders};
   }
-  bool failed = false;
-  for (const pid_t pid : senders) {
-    int status = 0;
-    Check(::waitpid(pid, &status, 0) == pid, "waitpid");
-    failed |= status != 0;
+
+ private:
+  // Evenly spaced: where a sleep would wake late and send in bursts, the clock is read all the
+  // time.
+  void Run(unsigned number, const Feeder& feeder) {
+    const std::string text = Text(m_load.size);
+    const auto share = static_cast<int>(m_load.datagrams / m_load.senders);
+    const std::chrono::nanoseconds step(m_load.rate == 0 ? 0 : 1'000'000'000 / m_load.rate);
+    const auto begin = Clock::now();
+    int sent = 0;
+    for (auto next = begin; sent < share; ++sent, next += step) {
+      while (m_load.rate != 0 && Clock::now() < next) {
+        if (step >= std::chrono::milliseconds(1)) std::this_thread::sleep_until(next);
+      }
+      if (m_load.seconds > 0 && SecondsSince(begin) > m_load.seconds) break;
+      m_load.numbered ? feeder.Send(Numbered(number, sent)) : feeder.Send(text);
+    }
+    m_sent[number] = sent;
   }
-  if (failed) throw std::runtime_error("not everything could be sent");
-}
+
+  static constexpr std::size_t kShared = 4096;  // bytes: enough for a thousand senders
+
+  const Load m_load;
+  int* const m_sent = static_cast<int*>(
+      ::mmap(nullptr, kShared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  std::vector<pid_t> m_pids;
+};
 
 // Returns when the last byte came.
-Clock::time_point AwaitLogged(const Running& subject, std::uintmax_t wanted,
+Clock::time_point AwaitStored(const Running& subject, std::uintmax_t wanted,
                               std::chrono::milliseconds quiet) {
-  std::uintmax_t logged = subject.LoggedBytes();
+  if (subject.What().IsJournal()) {
+    wanted = kUnknown;
+    quiet = kQuietJournal;
+  }
+  std::uintmax_t stored = subject.StoredBytes();
   auto last = Clock::now();
-  while (logged < wanted && Clock::now() - last < quiet) {
+  while (stored < wanted && Clock::now() - last < quiet) {
     ::usleep(1000);
-    const std::uintmax_t now = subject.LoggedBytes();
-    if (now == logged) continue;
-    logged = now;
+    const std::uintmax_t now = subject.StoredBytes();
+    if (now == stored) continue;
+    stored = now;
     last = Clock::now();
   }
   return last;
 }
 
-bool HoldsOnly(const std::filesystem::path& log, const std::string& text) {
-  std::ostringstream logged;
-  logged << std::ifstream(log, std::ios::binary).rdbuf();
-  std::string wanted;
-  for (long i = 0; i < kWarmUpDatagrams; ++i) wanted += text;
-  return logged.str() == wanted;
+// Of a numbered load: looks for each message in what has been logged after the warm-up. A fault is
+// that a line is torn, repeated or moved.
+Figures Audited(const Running& subject, const Written& each, const std::vector<int>& counts) {
+  NumberedReader reader(counts.size());
+  const bool fault = !reader.Read(subject.Logged().substr(each.logged)).empty();
+  const auto sent = std::accumulate(counts.begin(), counts.end(), 0.0);
+  const auto lost = static_cast<double>(reader.Missing(counts));
+  return {{"sent", sent}, {"received", sent - lost}, {"lost", lost}, {"faults", fault ? 1 : 0}};
 }
 
 }  // namespace
 
-Written WarmUp(const Load& load, const Running& subject) {
-  SendFromProcesses({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject.At());
-  AwaitLogged(subject, std::uintmax_t{kWarmUpDatagrams} * load.size, kQuiet);
-  ::usleep(kSettleUs);  // for what a subject adds to the last one
-  const std::uintmax_t bytes = subject.LoggedBytes();
-  if (bytes == 0 || bytes % kWarmUpDatagrams != 0) {
-    throw std::runtime_error("a subject does not write what it is sent slowly");
-  }
-  return {bytes / kWarmUpDatagrams, HoldsOnly(subject.At().Log(), Text(load.size))};
+Feeder::Feeder(const Running& subject)
+    : m_isPipe(subject.What().IsFed()), m_fd(subject.Connected()) {
+  const timeval limit{30, 0};
+  Check(m_isPipe || ::setsockopt(m_fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) == 0,
+        "SO_SNDTIMEO");
 }
 
-Outcome Send(const Load& load, const Running& subject, const Written& each) {
-  Outcome outcome;
-  outcome.sent = load.datagrams / load.senders * load.senders;
-  const std::uintmax_t before = subject.LoggedBytes();
+Feeder::~Feeder() { ::close(m_fd); }
+
+void Feeder::Send(const std::string& text) const {
+  const ssize_t sent = m_isPipe ? ::write(m_fd, text.data(), text.size())
+                                : ::send(m_fd, text.data(), text.size(), 0);
+  Check(sent == static_cast<ssize_t>(text.size()), "send");
+}
+
+Written WarmUp(const Load& load, const Running& subject) {
+  const std::size_t logged = subject.Logged().size();
+  const std::uintmax_t wanted =
+      subject.StoredBytes() + std::uintmax_t{kWarmUpDatagrams} * load.size;
+  Senders({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject).Wait();
+  AwaitStored(subject, wanted, kQuiet);
+  ::usleep(kSettleUs);  // for what a subject adds to the last one
+  const std::string text = subject.Logged().substr(logged);
+  if (text.empty() || text.size() % kWarmUpDatagrams != 0) {
+    throw std::runtime_error(subject.What().name + " does not write what it is sent slowly");
+  }
+  std::string sent;
+  for (unsigned i = 0; i < kWarmUpDatagrams; ++i) sent += Text(load.size);
+  return {text.size() / kWarmUpDatagrams, text == sent, logged + text.size()};
+}
+
+Figures Send(const Load& load, const Running& subject, const Written& each,
+             const std::function<void()>& meanwhile) {
+  const std::uintmax_t before = subject.StoredBytes();
   const double cpu = subject.CpuSeconds();
   const auto begin = Clock::now();
-  SendFromProcesses(load, subject.At());
-  const std::uintmax_t wanted = before + static_cast<std::uintmax_t>(outcome.sent) * each.bytes;
-  const auto end = AwaitLogged(subject, wanted, load.udp ? kQuietUdp : kQuiet);
-  outcome.cpuSeconds = subject.CpuSeconds() - cpu;
-  outcome.seconds = std::chrono::duration<double>(end - begin).count();
-  outcome.received = static_cast<long>((subject.LoggedBytes() - before) / each.bytes);
-  return outcome;
+  Senders senders(load, subject);
+  meanwhile();
+  const std::vector<int> counts = senders.Wait();
+  const auto sent = std::accumulate(counts.begin(), counts.end(), std::uintmax_t{0});
+  const auto end = AwaitStored(subject, before + sent * each.bytes, load.udp ? kQuietUdp : kQuiet);
+  const double used = subject.CpuSeconds() - cpu;
+  const std::uintmax_t stored = subject.StoredBytes() - before;
+
+  Figures figures = load.numbered ? Audited(subject, each, counts) : Figures();
+  const std::uintmax_t whole = stored / each.bytes;
+  const double received = load.numbered ? figures["received"] : static_cast<double>(whole);
+  const auto lost = static_cast<double>(sent) - received;
+  figures.merge(
+      Figures{{"sent", static_cast<double>(sent)},
+              {"received", received},
+              {"lost", lost},
+              {"lost_percent", 100 * lost / static_cast<double>(sent)},
+              {"per_second", received / std::chrono::duration<double>(end - begin).count()},
+              {"cpu_us", used / received * 1e6},
+              {"stored_bytes", static_cast<double>(stored) / received}});
+  return figures;
+}
+
+Figures SendAndKill(const Load& load, const Running& subject, const Written& each) {
+  const std::vector<int> counts = Senders(load, subject, [&] { subject.Kill(); }).Wait();
+  subject.AwaitEnd();
+  if (subject.What().IsJournal()) AwaitStored(subject, kUnknown, kQuietJournal);
+  return Audited(subject, each, counts);
 }

@@ -4,54 +4,86 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <list>
+#include <optional>
+#include <string>
 #include <vector>
 
-#include "Place.h"
+#include "Files.h"
 #include "Subject.h"
+#include "Tavok.h"
 
 /// The processors of this machine, shared out for loads over UDP: the sender reads the clock all
 /// the time, and a subject that is woken on its processor would wait for the scheduler's next tick
 /// and lose meanwhile. With one processor only, both have that.
 enum class Processors { kSender, kSubject };
 
-/// Restricts the calling process to its share.
-void UseProcessors(Processors share);
+/// Restricts the calling process to its share. Returns false on failure. Takes no lock and
+/// allocates nothing.
+bool UseProcessors(Processors share);
 
 /// A started subject in a new directory, both gone with this object. One thread at a time.
 class Running {
  public:
   /// Starts and waits until the subject takes datagrams. Throws std::runtime_error, with what the
-  /// subject has said, when it does not come up in 10 seconds.
+  /// subject has said, when it does not come up in 40 seconds.
   Running(const Subject& subject, bool udp);
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
   ~Running();
 
-  pid_t Pid() const { return m_pid; }
+  const Subject& What() const { return m_subject; }
   const Place& At() const { return m_place; }
 
-  /// From the start of its program until it took datagrams, which tavok tells by raising a
-  /// semaphore; of the others it is tried every millisecond.
+  /// Of its programs, in their order.
+  const std::vector<pid_t>& Pids() const { return m_pids; }
+
+  /// A descriptor to send to it by, which the caller closes: a datagram socket, or the pipe of a
+  /// subject that is fed.
+  int Connected() const;
+
+  /// Has it begin a new file; at most once a second.
+  void Rotate();
+
+  /// SIGKILL to all its programs at once. Does not wait; may be called in a child.
+  void Kill() const;
+
+  /// Waits until they have ended.
+  void AwaitEnd() const;
+
+  /// From the start of its programs until it took datagrams, which tavok tells by raising a
+  /// semaphore; of the others it is tried every 0.2 ms.
   double StartMs() const { return m_startMs; }
 
+  /// The files with the messages, oldest first.
   std::vector<std::filesystem::path> LogFiles() const;
-  std::uintmax_t LoggedBytes() const;
 
-  /// User and system time of all its threads so far.
+  /// The size of these files.
+  std::uintmax_t StoredBytes() const;
+
+  /// All messages that are stored, in their order.
+  std::string Logged() const;
+
+  /// User and system time of all threads of its programs so far.
   double CpuSeconds() const;
 
-  /// The most memory that was resident so far, with the pages it shares with other processes.
-  double PeakMb() const;
+  /// A field of /proc/PID/status, summed over its programs: VmHWM for the most memory that was
+  /// resident so far, with the pages they share with other processes; RssAnon for their own.
+  double MemoryMb(const std::string& field) const;
 
  private:
-  void Start(const Subject& subject);
-  void AwaitSemaphore();
-  void AwaitSocket();
-  void RequireAlive();
-  void End();
+  void StartTavok();
+  void StartStages();
+  void AwaitReceiver();
 
-  Place m_place;
-  pid_t m_pid = -1;
-  int m_semaphore = -1;
+  const Subject m_subject;
+  const TempDir m_directory;
+  const Place m_place;
+  // Of these, one is used; both kill what still runs.
+  std::optional<Tavok> m_tavok;
+  std::list<Process> m_stages;
+  std::vector<pid_t> m_pids;
+  int m_feed = -1;      // an end of the pipe that is kept open, so that the subject lives
+  std::string m_moved;  // the name of the last file that was renamed, a character longer each time
   double m_startMs = 0;
 };

@@ -1,26 +1,59 @@
 #pragma once
 
+#include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "Place.h"
+#include "Sockets.h"
 
-/// A program that takes datagrams and appends them to a file, each by a write of its own.
-struct Subject {
-  /// Tells by a semaphore when it is up.
-  bool IsTavok() const { return name == "tavok" || name == "before"; }
+/// Where a subject listens and what it writes.
+struct Place {
+  std::filesystem::path LogDirectory() const { return directory / "log"; }
+  std::filesystem::path Log() const { return LogDirectory() / "tmp.tavok"; }
 
-  std::string name;
-  std::string program;  // full path
+  std::filesystem::path directory;
+  bool udp = false;
+  Destination listening;  // a UDP port of this host, or the path of a socket or a named pipe
 };
 
-/// The bare loop, tavok, the bare loop in a process of three threads, and each peer that is
-/// installed here, in this order.
-std::vector<Subject> InstalledSubjects();
+/// A collector: one or more programs in a row, each one's standard output the next one's input. The
+/// first takes datagrams, the last appends them to a file.
+struct Subject {
+  /// How it is told to begin a new file.
+  enum class Rotation {
+    kNever,    // it cannot be
+    kHangUp,   // SIGHUP to the first program
+    kRename,   // its file is renamed, and the first program gets SIGHUP
+    kAlarm,    // SIGALRM to the last program
+    kJournal,  // journalctl
+  };
+  /// What it takes part in unless it is named.
+  enum class Part { kNamed, kLoads, kCollectors, kAll };
+  struct Stage {
+    std::string program;  // its full path
+    /// Returns the words after the program; writes what configuration it needs to the place. None
+    /// of tavok, which the tests' own way starts.
+    std::function<std::vector<std::string>(const Place&)> arguments;
+  };
 
-/// The words that start a subject at a place, its program first; writes what configuration it
-/// needs into the place's directory.
-std::vector<std::string> CommandLine(const Subject& subject, const Place& place);
+  bool IsBare() const { return name.starts_with("bare"); }
+  /// tavok tells by a semaphore when it is up.
+  bool IsTavok() const { return name == "tavok" || name == "before"; }
+  /// The system's own journald: it runs already, and is emptied when a trial is over.
+  bool IsJournal() const { return name == "journald"; }
+  /// No receiver is in front: senders write into the pipe that is its standard input.
+  bool IsFed() const { return name == "svlogd" || name == "s6-log"; }
+  /// What it prints is the log.
+  bool LogsToStandardOutput() const { return name == "socklog"; }
+  bool TakesUdp() const { return part == Part::kLoads || part == Part::kAll; }
 
-/// Whether what it prints is the log.
-bool LogsToStandardOutput(const Subject& subject);
+  std::string name;
+  std::vector<Stage> stages;  // none: nothing is to be started
+  Part part = Part::kAll;
+  Rotation rotation = Rotation::kNever;
+};
+
+/// The bare loop, tavok, the bare loop in a process of three threads, another build of tavok
+/// (unless `before` is empty), each peer that is installed here, and journald.
+std::vector<Subject> InstalledSubjects(const std::string& before);

@@ -5,25 +5,28 @@
 #include <signal.h>
 #include <sys/ioctl.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
-#include <utility>
 
 #include "Check.h"
+#include "Files.h"
+#include "Waiting.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<pid_t> Threads(pid_t pid) {
+constexpr char kStrace[] = "/usr/bin/strace";
+
+std::vector<pid_t> Threads(const std::vector<pid_t>& pids) {
   std::vector<pid_t> threads;
-  for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-    threads.push_back(std::stoi(entry.path().filename()));
+  for (const pid_t pid : pids) {
+    for (const auto& entry : fs::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+      threads.push_back(std::stoi(entry.path().filename()));
+    }
   }
   return threads;
 }
@@ -48,49 +51,44 @@ int OpenCounter(pid_t thread) {
       ::syscall(SYS_perf_event_open, &event, thread, -1, -1, PERF_FLAG_FD_CLOEXEC));
 }
 
-bool HasKernelEvent() {
-  const int counter = EventNumber() == 0 ? -1 : OpenCounter(0);
-  if (counter != -1) ::close(counter);
-  return counter != -1;
-}
-
 bool IsTraced(pid_t thread) {
-  std::ifstream status("/proc/" + std::to_string(thread) + "/status");
-  for (std::string word; status >> word;) {
-    pid_t tracer = 0;
-    if (word == "TracerPid:" && status >> tracer) return tracer != 0;
-  }
-  return false;
+  return ReadFile("/proc/" + std::to_string(thread) + "/status").find("TracerPid:\t0\n") ==
+         std::string::npos;
 }
 
 }  // namespace
 
-SystemCalls::Means SystemCalls::Available() {
-  static const Means means = HasKernelEvent()                         ? Means::kKernel
-                             : ::access("/usr/bin/strace", X_OK) == 0 ? Means::kStrace
-                                                                      : Means::kNone;
-  return means;
+bool SystemCalls::HasKernelEvent() {
+  static const bool has = [] {
+    const int counter = EventNumber() == 0 ? -1 : OpenCounter(0);
+    if (counter != -1) ::close(counter);
+    return counter != -1;
+  }();
+  return has;
 }
 
-SystemCalls::SystemCalls(pid_t pid, const std::string& scratch) : m_scratch(scratch) {
-  if (Available() == Means::kStrace) {
-    StartStrace(pid);
+bool SystemCalls::HasStrace() { return ::access(kStrace, X_OK) == 0; }
+
+SystemCalls::SystemCalls(const std::vector<pid_t>& pids, const std::string& scratch,
+                         const std::vector<fs::path>& written)
+    : m_scratch(scratch) {
+  if (!written.empty() || !HasKernelEvent()) {
+    StartStrace(pids, written);
     return;
   }
-  for (const pid_t thread : Threads(pid)) {
+  for (const pid_t thread : Threads(pids)) {
     m_counters.push_back(OpenCounter(thread));
     Check(m_counters.back() != -1, "perf_event_open");
   }
 }
 
 SystemCalls::~SystemCalls() {
-  if (m_strace != -1) EndStrace();
   for (const int counter : m_counters) ::close(counter);
 }
 
 long SystemCalls::Stop() {
-  if (m_strace != -1) {
-    EndStrace();
+  if (m_strace) {
+    m_strace->Stop(SIGINT);
     return ReadStrace();
   }
   long total = 0;
@@ -102,35 +100,29 @@ long SystemCalls::Stop() {
   return total;
 }
 
-void SystemCalls::StartStrace(pid_t pid) {
-  const std::string target = std::to_string(pid);
-  m_strace = ::fork();
-  Check(m_strace != -1, "fork");
-  if (m_strace == 0) {
-    ::dup2(::open("/dev/null", O_WRONLY), STDERR_FILENO);
-    ::execl("/usr/bin/strace", "strace", "-f", "-c", "-U", "calls,name", "-o", m_scratch.c_str(),
-            "-p", target.c_str(), nullptr);
-    ::_exit(127);
-  }
-  for (const pid_t thread : Threads(pid)) {
-    for (int i = 0; i < 5000 && !IsTraced(thread); ++i) ::usleep(1000);
-    Check(IsTraced(thread), "strace does not attach");
+void SystemCalls::StartStrace(const std::vector<pid_t>& pids,
+                              const std::vector<fs::path>& written) {
+  std::vector<std::string> words = {kStrace, "-f", "-c", "-U", "calls,name", "-o", m_scratch};
+  for (const pid_t pid : pids) words.insert(words.end(), {"-p", std::to_string(pid)});
+  for (const fs::path& file : written) words.insert(words.end(), {"-P", file});
+  if (!written.empty()) words.emplace_back("--trace=write,writev,pwrite64,pwritev,pwritev2");
+  ProcessSetup setup;
+  setup.output = setup.errors = "/dev/null";
+  m_strace.emplace(words, setup);
+  for (const pid_t thread : Threads(pids)) {
+    Check(Eventually([thread] { return IsTraced(thread); }), "strace does not attach");
   }
 }
 
-void SystemCalls::EndStrace() noexcept {
-  ::kill(m_strace, SIGINT);
-  ::waitpid(std::exchange(m_strace, -1), nullptr, 0);
-}
-
-// Its table ends with "<calls> total".
+// Its table ends with "<calls> total"; there is none when nothing was called.
 long SystemCalls::ReadStrace() const {
   std::ifstream table(m_scratch);
+  Check(table.is_open(), "table of strace");
   for (std::string line; std::getline(table, line);) {
     std::istringstream words(line);
     long calls = 0;
     std::string name;
     if (words >> calls >> name && name == "total") return calls;
   }
-  throw std::runtime_error("strace has counted nothing");
+  return 0;
 }

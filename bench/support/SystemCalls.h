@@ -2,21 +2,26 @@
 
 #include <sys/types.h>
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
-/// Counts the system calls of all threads of a process, from construction until Stop. Counts by
-/// the kernel's own event if that is allowed here, else by strace, which slows the process down by
-/// far: then only a load that waits for the process is worth counting.
+#include "Process.h"
+
+/// Counts the system calls of all threads of some processes, from construction until Stop. Counts
+/// by the kernel's own event if that is allowed here, else by strace, which slows the processes
+/// down by far: then only a load that waits for them is worth counting.
 class SystemCalls {
  public:
-  enum class Means { kNone, kStrace, kKernel };
-
   /// What there is on this machine.
-  static Means Available();
+  static bool HasKernelEvent();
+  static bool HasStrace();
 
-  /// `scratch`: a path for a file of its own. Throws std::runtime_error on failure.
-  SystemCalls(pid_t pid, const std::string& scratch);
+  /// `scratch`: a path for a file of its own. If `written` names files, only writes to them count,
+  /// and strace counts. Throws std::runtime_error on failure.
+  SystemCalls(const std::vector<pid_t>& pids, const std::string& scratch,
+              const std::vector<std::filesystem::path>& written = {});
   SystemCalls(const SystemCalls&) = delete;
   SystemCalls& operator=(const SystemCalls&) = delete;
   ~SystemCalls();
@@ -25,11 +30,11 @@ class SystemCalls {
   long Stop();
 
  private:
-  void StartStrace(pid_t pid);
-  void EndStrace() noexcept;
+  void StartStrace(const std::vector<pid_t>& pids,
+                   const std::vector<std::filesystem::path>& written);
   long ReadStrace() const;
 
   const std::string m_scratch;
   std::vector<int> m_counters;
-  pid_t m_strace = -1;
+  std::optional<Process> m_strace;  // killed when it has not been stopped
 };

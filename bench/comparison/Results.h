@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstdio>
-#include <functional>
-#include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,14 +15,29 @@ struct Point {
 
 /// One subject under one load, once.
 struct Measurement {
-  double Figure(const std::string& name) const { return figures.at(name); }
-
   std::string section;
   double x = 0;
   std::string subject;
   int round = 0;
   bool unchanged = true;  // the text in the file
-  std::map<std::string, double> figures;
+  Figures figures;
+};
+
+/// A column of a table: what it tells of one figure.
+struct Column {
+  enum class Of {
+    kMedian,
+    kMost,
+    kSum,
+    kRatio,  // the median of the ratios to another subject
+    kRange,  // the least and the greatest of them
+  };
+
+  const char* title;
+  const char* figure;
+  int digits = 0;
+  Of of = Of::kMedian;
+  const char* to = "";
 };
 
 /// Of an empty list, not a number.
@@ -45,8 +56,10 @@ class Results {
   std::vector<double> Ratios(const Point& point, const std::string& subject,
                              const std::string& other, const std::string& figure) const;
 
-  /// Prints what the subjects have made of one load, as a table.
-  void PrintTable(const Point& point, const std::vector<Subject>& subjects) const;
+  /// Prints what the subjects have made of one load, as a table. A star marks a subject that does
+  /// not write the text unchanged.
+  void Print(const Point& point, const std::vector<Subject>& subjects,
+             const std::vector<Column>& columns) const;
 
   /// Prints how tavok's cost and the bare loop's develop over the points of one run.
   void PrintCourse(const std::vector<Point>& points) const;
@@ -60,6 +73,9 @@ class Results {
 
  private:
   std::vector<const Measurement*> Of(const Point& point, const std::string& subject) const;
+  std::vector<double> Values(const Point& point, const std::string& subject,
+                             const std::string& figure) const;
+  std::string Cell(const Point& point, const std::string& subject, const Column& column) const;
 
   std::vector<Measurement> m_all;
 };

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "Load.h"
+
+/// How far rotations under a load lie apart, in seconds.
+constexpr double kRotationPeriod = 1.1;
+
+// Each of these puts one load on a subject that has just been started for it.
+
+/// Cost, speed, loss, memory and start.
+Figures MeasureLoad(const Load& load, Running& running, const Written& each);
+
+/// Loss and faults while the subject begins new files, as long as the load lasts.
+Figures MeasureRotation(const Load& load, Running& running, const Written& each);
+
+/// System calls per datagram; of a numbered load, only the writes to the files. Empty if this
+/// machine has no means to count them.
+Figures CountCalls(Load load, const Running& running, const Written& each);
+
+/// Prints what becomes of texts that are not plain lines: blank if they are stored unchanged.
+void PrintTexts(const std::vector<Subject>& subjects);

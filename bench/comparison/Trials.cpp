@@ -83,7 +83,7 @@ std::vector<std::string> FatesOfTexts(const Subject& subject) {
 
 }  // namespace
 
-Figures MeasureLoad(const Load& load, Running& running, const Written& each) {
+Figures MeasureLoad(const Load& load, const Running& running, const Written& each) {
   Figures figures = Send(load, running, each);
   figures["peak_mb"] = running.MemoryMb("VmHWM");
   figures["own_mb"] = running.MemoryMb("RssAnon");

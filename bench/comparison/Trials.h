@@ -8,7 +8,7 @@ constexpr double kRotationPeriod = 1.1;
 // Each of these puts one load on a subject that has just been started for it.
 
 /// Cost, speed, loss, memory and start.
-Figures MeasureLoad(const Load& load, Running& running, const Written& each);
+Figures MeasureLoad(const Load& load, const Running& running, const Written& each);
 
 /// Loss and faults while the subject begins new files, as long as the load lasts.
 Figures MeasureRotation(const Load& load, Running& running, const Written& each);

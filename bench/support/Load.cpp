@@ -162,8 +162,7 @@ void Feeder::Send(const std::string& text) const {
 
 Written WarmUp(const Load& load, const Running& subject) {
   const std::size_t logged = subject.Logged().size();
-  const std::uintmax_t wanted =
-      subject.StoredBytes() + std::uintmax_t{kWarmUpDatagrams} * load.size;
+  const std::uintmax_t wanted = subject.StoredBytes() + kWarmUpDatagrams * Text(load.size).size();
   Senders({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject).Wait();
   AwaitStored(subject, wanted, kQuiet);
   ::usleep(kSettleUs);  // for what a subject adds to the last one

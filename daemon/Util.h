@@ -4,8 +4,8 @@
 
 #include "Log.h"
 
-/// The daemon's utilities: its reports (Log.h), its pid file, the directory for temporary files. None
-/// of these throws for an input/output failure.
+/// The daemon's utilities: its reports (Log.h), its pid file, the directory for temporary files.
+/// None of these throws for an input/output failure.
 
 /// Writes the id of this process to the pid file, as digits only. A failure to open the file is
 /// logged; a full disk is not noticed.

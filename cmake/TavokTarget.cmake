@@ -1,4 +1,4 @@
-# What every target of this tree is compiled with: warnings, hardening, sanitizers.
+# The compiler options of every target: warnings, hardening, sanitizers.
 function(tavok_target target)
   target_compile_definitions(${target} PRIVATE _GNU_SOURCE)
   target_compile_options(${target} PRIVATE
@@ -13,12 +13,12 @@ function(tavok_target target)
       -fsanitize=${TAVOK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${TAVOK_SANITIZE})
   else()
-    # A fortified C library and the sanitizers intercept the same calls; one of the two at a time.
+    # A fortified C library and the sanitizers intercept the same calls: use one of the two.
     target_compile_options(${target} PRIVATE
       $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2>)
   endif()
   if(TAVOK_FUZZ)
-    # Tells the fuzzer which branches an input takes; without the fuzzer's own main function.
+    # Reports the branches of an input to the fuzzer; does not link the fuzzer's main function.
     target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     target_link_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
   endif()

@@ -44,7 +44,7 @@ alone() {
 }
 
 # install_missing PACKAGE:PROBE...: installs each package whose probe (a command's name, or a file's
-# absolute path) is missing. Names all that cannot be installed.
+# absolute path) is missing. Reports all that cannot be installed.
 install_missing() {
   local missing=() entry probe
   for entry in "$@"; do
@@ -66,7 +66,7 @@ install_missing() {
     fail "Could not install: ${missing[*]}"
 }
 
-# Further packages as install_missing has them.
+# Takes further packages as install_missing does.
 install_build_tools() {
   install_missing g++:g++ cmake:cmake ninja-build:ninja \
     nlohmann-json3-dev:/usr/include/nlohmann/json.hpp "$@"
@@ -77,7 +77,7 @@ install_test_tools() {
     libbenchmark-dev:/usr/include/benchmark/benchmark.h "$@"
 }
 
-# configure_preset PRESET [OPTION...]: below build/; warnings are errors where CI is set.
+# configure_preset PRESET [OPTION...]: configures below build/; warnings are errors where CI is set.
 configure_preset() { alone "$1" cmake --preset "$1" ${CI:+-DTAVOK_WERROR=ON} "${@:2}"; }
 
 # build_preset PRESET TARGET [OPTION...]: configures a preset, with these options of cmake, and builds a
@@ -88,7 +88,7 @@ build_preset() {
 }
 
 # start_tavok COMMAND...: runs a tavok in the background, with a semaphore set of its own. Sets `tavok`
-# to its process id, and `semaphore`; end_tavok belongs into the script's EXIT trap.
+# to its process id, and `semaphore`; call end_tavok in the script's EXIT trap.
 tavok='' semaphore=''
 start_tavok() {
   semaphore=$(ipcmk -S 1)
@@ -97,7 +97,7 @@ start_tavok() {
   tavok=$!
 }
 
-# True once tavok has raised its semaphore: a set that has never been operated on has no time of that.
+# True once tavok has raised its semaphore: an unused set has no time of the last operation.
 is_up() {
   local id operated
   while read -r _ id _ _ _ _ _ _ operated _; do
@@ -106,7 +106,7 @@ is_up() {
   return 1
 }
 
-# has_ended PROCESS: true also for one that nobody has waited for yet.
+# has_ended PROCESS: true also for a zombie.
 has_ended() { [ ! -e "/proc/$1/exe" ]; }
 
 is_up_or_has_ended() { is_up || has_ended "$tavok"; }

@@ -42,24 +42,20 @@ is_in_its_root() { has_leader && inside test -e /booted-by-test 2>/dev/null; }
 
 is_up() { [ "$(inside systemctl is-active multi-user.target 2>/dev/null)" = active ]; }
 
-# Where no systemd runs, which would give a container control groups of its own, it has them below
-# those of the process that starts it.
-enter_own_control_groups() {
-  local hierarchy
-  [ ! -d /run/systemd/system ] || return 0
-  for hierarchy in /sys/fs/cgroup/{.,systemd,unified}; do
-    [ -e "$hierarchy/cgroup.procs" ] || continue
-    mkdir -p "$hierarchy/$machine"
-    echo "$BASHPID" >"$hierarchy/$machine/cgroup.procs"
-  done
-}
-
 # run_root OPTION...: with a network that leads nowhere, control groups as Debian has them, and leave
-# to load the filters of addresses that units ask for.
+# to load the filters of addresses that units ask for. Where no systemd runs, which would give a
+# container control groups of its own, it has them below those of the process that starts it.
 run_root() {
-  enter_own_control_groups
+  local group
   [ ! -d /sys/fs/cgroup/unified ] || export SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1
-  [ -d /run/systemd/system ] || set -- --keep-unit "$@"
+  if [ ! -d /run/systemd/system ]; then
+    for group in /sys/fs/cgroup/{.,systemd,unified}/"$machine"; do
+      [ -e "${group%/*}/cgroup.procs" ] || continue
+      mkdir -p "$group"
+      echo "$BASHPID" >"$group/cgroup.procs"
+    done
+    set -- --keep-unit "$@"
+  fi
   exec systemd-nspawn --quiet --register=no --settings=no --machine="$machine" --directory="$root" \
     --private-network --link-journal=no --resolv-conf=off --timezone=off --system-call-filter=bpf "$@"
 }

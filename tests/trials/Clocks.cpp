@@ -5,7 +5,6 @@ TEST(Clock, ThatJumpsLosesNothing) {
   WriteFile(top / "clock", std::string(sizeof(long), '\0'));
   const UpDaemon daemon("ExternalRotation=1\n", "", Shimmed("", top / "clock"));
   Auditor auditor(daemon);
-  auditor.Expect(4);
   Flood flood(daemon / "socket", {});
   // None of the shifted times comes again, which would replace a file.
   for (const long shift : {3600L, -3600L, 86400L * 365, -86400L * 365, -2L, 0L}) {

@@ -1,3 +1,4 @@
+#include <array>
 #include <random>
 
 #include "Trial.h"
@@ -7,28 +8,6 @@ namespace {
 // What is kept of a datagram.
 std::string TextOf(const std::string& datagram) {
   return datagram.substr(0, std::min(datagram.find('\0'), std::size_t{1024}));
-}
-
-// Sends random bytes of each size that UDP can carry. Over UDP each datagram is awaited: the socket
-// drops what it has no room for.
-void CollectsEverySize(const std::string& port, bool isAwaited) {
-  const UpDaemon daemon(port.empty() ? "" : "Port=" + port + "\n");
-  const Sender sender(port.empty() ? daemon / "socket" : port);
-  const std::string log = daemon / "log/tmp.tavok";
-  std::mt19937 random(1);
-  std::string expected;
-  const auto arrived = [&] { return std::filesystem::file_size(log) == expected.size(); };
-  for (std::size_t size = 1; size <= 65507; size += Scale<std::size_t>(501, 1)) {
-    std::string datagram(size, '\0');
-    for (char& byte : datagram) byte = static_cast<char>(random());
-    sender.Send(datagram);
-    expected += TextOf(datagram);
-    EXPECT_TRUE(!isAwaited || Eventually(arrived)) << size;
-  }
-  sender.Send("end");
-  expected += "end";
-  EXPECT_TRUE(Eventually(arrived));
-  EXPECT_TRUE(ReadFile(log) == expected);
 }
 
 }  // namespace
@@ -42,6 +21,26 @@ TEST(Flood, Of64Senders) {
   Figure("%ld messages of 64 senders: each once and in order", Sum(counts));
 }
 
-TEST(Flood, OfEverySizeAndAnyBytes) { CollectsEverySize("", false); }
-
-TEST(Flood, OfEverySizeAndAnyBytesOverUdp) { CollectsEverySize(std::to_string(FreePort()), true); }
+// Over UDP each datagram is awaited: the socket drops what it has no room for.
+TEST(Flood, OfEverySizeAndAnyBytes) {
+  InParallel(std::array{false, true}, [](bool udp) {
+    const std::string port = udp ? std::to_string(FreePort()) : "";
+    const UpDaemon daemon(udp ? "Port=" + port + "\n" : "");
+    const Sender sender(udp ? port : daemon / "socket");
+    const std::string log = daemon / "log/tmp.tavok";
+    std::mt19937 random(1);
+    std::string expected;
+    const auto arrived = [&] { return std::filesystem::file_size(log) == expected.size(); };
+    for (std::size_t size = 1; size <= 65507; size += Scale<std::size_t>(501, 1)) {
+      std::string datagram(size, '\0');
+      for (char& byte : datagram) byte = static_cast<char>(random());
+      sender.Send(datagram);
+      expected += TextOf(datagram);
+      EXPECT_TRUE(!udp || Eventually(arrived)) << size;
+    }
+    sender.Send("end");
+    expected += "end";
+    EXPECT_TRUE(Eventually(arrived));
+    EXPECT_TRUE(ReadFile(log) == expected);
+  });
+}

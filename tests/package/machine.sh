@@ -7,21 +7,18 @@ work='' root='' nspawn='' leader=''
 # make_base_root DIRECTORY: a minimal system with systemd, unless there is one from an earlier run.
 make_base_root() {
   [ ! -d "$1" ] || return 0
-  local codename
-  codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
   mkdir -p "$(dirname "$1")"
   rm -rf "$1.unfinished"
-  debootstrap --variant=minbase --include=systemd-sysv "$codename" "$1.unfinished" >"$1.log" ||
-    skip "debootstrap failed, see $1.log"
-  rm -rf "$1.unfinished"/var/cache/apt/archives/*.deb
+  debootstrap --variant=minbase --include=systemd-sysv "$(. /etc/os-release && echo "$VERSION_CODENAME")" \
+    "$1.unfinished" >"$1.log" || skip "debootstrap failed, see $1.log"
   mv "$1.unfinished" "$1"
 }
 
 # make_root BASE: a copy that costs nothing: what is written goes to $work.
 make_root() {
   mkdir "$work"/{changes,work,root}
-  mount -t overlay "$machine" -o "lowerdir=$1,upperdir=$work/changes,workdir=$work/work" \
-    "$work/root" || skip "no overlay file system"
+  mount -t overlay -o "lowerdir=$1,upperdir=$work/changes,workdir=$work/work" "$machine" "$work/root" ||
+    skip "no overlay file system"
   root=$work/root
   touch "$root/booted-by-test"
 }
@@ -32,11 +29,7 @@ inside() {
 }
 
 # as USER:GROUP COMMAND...: in the machine, as that user and as a member of that group only.
-as() {
-  local who=$1
-  shift
-  inside setpriv --reuid="${who%:*}" --regid="${who#*:}" --clear-groups "$@"
-}
+as() { inside setpriv --reuid="${1%:*}" --regid="${1#*:}" --clear-groups "${@:2}"; }
 
 # The machine's first process is the one child of systemd-nspawn, once it has got that far.
 has_leader() {
@@ -49,24 +42,20 @@ is_in_its_root() { has_leader && inside test -e /booted-by-test 2>/dev/null; }
 
 is_up() { [ "$(inside systemctl is-active multi-user.target 2>/dev/null)" = active ]; }
 
-# Where no systemd runs, which would give a container control groups of its own, it has them below
-# those of the process that starts it.
-enter_own_control_groups() {
-  local hierarchy
-  [ ! -d /run/systemd/system ] || return 0
-  for hierarchy in /sys/fs/cgroup/{.,systemd,unified}; do
-    [ -e "$hierarchy/cgroup.procs" ] || continue
-    mkdir -p "$hierarchy/$machine"
-    echo "$BASHPID" >"$hierarchy/$machine/cgroup.procs"
-  done
-}
-
 # run_root OPTION...: with a network that leads nowhere, control groups as Debian has them, and leave
-# to load the filters of addresses that units ask for.
+# to load the filters of addresses that units ask for. Where no systemd runs, which would give a
+# container control groups of its own, it has them below those of the process that starts it.
 run_root() {
-  enter_own_control_groups
+  local group
   [ ! -d /sys/fs/cgroup/unified ] || export SYSTEMD_NSPAWN_UNIFIED_HIERARCHY=1
-  [ -d /run/systemd/system ] || set -- --keep-unit "$@"
+  if [ ! -d /run/systemd/system ]; then
+    for group in /sys/fs/cgroup/{.,systemd,unified}/"$machine"; do
+      [ -e "${group%/*}/cgroup.procs" ] || continue
+      mkdir -p "$group"
+      echo "$BASHPID" >"$group/cgroup.procs"
+    done
+    set -- --keep-unit "$@"
+  fi
   exec systemd-nspawn --quiet --register=no --settings=no --machine="$machine" --directory="$root" \
     --private-network --link-journal=no --resolv-conf=off --timezone=off --system-call-filter=bpf "$@"
 }

@@ -1,17 +1,19 @@
 #pragma once
 
+#include "Collector.h"
 #include "Daemon.h"
 
 // A tavokctl, run in the directory `dir`; `words` are words of the shell. What it prints goes to
 // the files `name`.out and `name`.err.
-class Ctl {
+class Ctl : public Process {
  public:
   Ctl(const TempDir& dir, const std::string& words, const std::string& name = "ctl",
       const std::string& program = TAVOK_DIRECTORY "/tavokctl")
-      : m_name(Emptied(dir / name)),
-        m_process(ShellWords("exec " + program + " " + words),
-                  {.directory = dir.Path(), .output = m_name + ".out", .errors = m_name + ".err"}) {
-  }
+      : Process(ShellWords("exec " + program + " " + words),
+                {.directory = dir.Path(),
+                 .output = Emptied(dir / name + ".out"),
+                 .errors = Emptied(dir / name + ".err")}),
+        m_name(dir / name) {}
 
   std::string Out() const { return ReadFile(m_name + ".out"); }
   std::string Err() const { return ReadFile(m_name + ".err"); }
@@ -35,25 +37,21 @@ class Ctl {
     Signal(SIGSTOP);
     EXPECT_TRUE(Eventually([this] { return IsInState("T"); }));
   }
-  void Signal(int signal) const { m_process.Signal(signal); }
   // See Process::Exit and Process::Stop.
-  int Status() { return m_process.Exit(); }
-  int End(int signal) { return m_process.Stop(signal); }
+  int Status() { return Exit(); }
+  int End(int signal) { return Stop(signal); }
 
  private:
-  static std::string Emptied(const std::string& name) {
-    for (const char* const end : {".out", ".err"}) WriteFile(name + end, "");
-    return name;
+  static std::string Emptied(const std::string& path) {
+    WriteFile(path, "");
+    return path;
   }
-  std::string Proc(const std::string& name) const {
-    return "/proc/" + m_process.Pid() + "/" + name;
-  }
+  std::string Proc(const std::string& name) const { return "/proc/" + Pid() + "/" + name; }
   bool IsInState(const std::string& state) const {
     return ReadFile(Proc("stat")).find("(tavokctl) " + state) != std::string::npos;
   }
 
   const std::string m_name;
-  Process m_process;
 };
 
 // Runs one to its end; expects the status, and the text in what it prints.

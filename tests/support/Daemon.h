@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include "Files.h"
 #include "Sockets.h"
-#include "Support.h"
 #include "Tavok.h"
+#include "Waiting.h"
 
 // A tavok that a test expects to stop in order.
 class Daemon : public Tavok {

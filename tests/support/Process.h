@@ -1,10 +1,16 @@
 #pragma once
 
+#include <fcntl.h>
 #include <signal.h>
-#include <sys/types.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "Check.h"
 
 // How a process is started.
 struct ProcessSetup {
@@ -22,26 +28,65 @@ class Process {
  public:
   // `words` are the path of a program and its arguments. Throws std::runtime_error if no process
   // can be made; if the program cannot be run, the process exits with status 127.
-  explicit Process(std::vector<std::string> words, const ProcessSetup& setup = {});
+  explicit Process(std::vector<std::string> words, const ProcessSetup& setup = {}) {
+    std::vector<char*> arguments;
+    for (std::string& word : words) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    m_pid = ::fork();
+    Check(m_pid != -1, "fork");
+    if (m_pid == 0) Run(arguments.data(), setup);
+  }
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
-  ~Process();
+  ~Process() {
+    if (m_pid != 0) Stop(SIGKILL);
+  }
 
   // 0 once Exit has returned.
   pid_t Id() const { return m_pid; }
   std::string Pid() const { return std::to_string(m_pid); }
-  bool HasEnded() const;
+  bool HasEnded() const {
+    siginfo_t info{};
+    const int options = WEXITED | WNOHANG | WNOWAIT;
+    return ::waitid(P_PID, static_cast<id_t>(m_pid), &info, options) == 0 && info.si_pid != 0;
+  }
   void Signal(int signal) const { ::kill(m_pid, signal); }
 
   // Waits for the end. Returns the exit status, or 128 and the signal that ended the process. May
   // be called once only.
-  int Exit();
+  int Exit() {
+    int status = 0;
+    ::waitpid(std::exchange(m_pid, 0), &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
   // The same after a signal.
-  int Stop(int signal = SIGTERM);
+  int Stop(int signal = SIGTERM) {
+    Signal(signal);
+    return Exit();
+  }
 
  private:
+  // These are called between fork and exec: see ProcessSetup::beforeExec for what is allowed there.
+  [[noreturn]] static void Run(char* const* arguments, const ProcessSetup& setup) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    ::setsid();
+    if (::chdir(setup.directory.c_str()) != 0) ::_exit(127);
+    Redirect(STDOUT_FILENO, setup.output);
+    Redirect(STDERR_FILENO, setup.errors);
+    if (setup.beforeExec != nullptr) setup.beforeExec();
+    ::execv(arguments[0], arguments);
+    ::_exit(127);
+  }
+  static void Redirect(int descriptor, const std::string& path) {
+    if (path.empty()) return;
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (file == -1 || ::dup2(file, descriptor) == -1) ::_exit(127);
+  }
+
   pid_t m_pid;
 };
 
 // The words that run a command line with the shell.
-std::vector<std::string> ShellWords(const std::string& line);
+inline std::vector<std::string> ShellWords(const std::string& line) {
+  return {"/bin/sh", "-c", line};
+}

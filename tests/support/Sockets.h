@@ -1,30 +1,85 @@
 #pragma once
 
-#include <netinet/in.h>
+#include <arpa/inet.h>
+#include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
+#include <cstdio>
 #include <string>
+
+#include "Check.h"
+#include "Files.h"
 
 // Where datagrams go: the path of a Unix-domain socket, or, if it is a number, a UDP port of this
 // host's loopback address. As the setting Port has it.
 using Destination = std::string;
 
-sockaddr_un UnixAddress(const std::string& path);
-sockaddr_in LoopbackAddress(unsigned port);
+inline sockaddr_un UnixAddress(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  return address;
+}
+
+inline sockaddr_in LoopbackAddress(const std::string& port) {
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(static_cast<in_port_t>(std::stoul(port)));
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return address;
+}
 
 // A UDP port that nobody has bound now.
-unsigned FreePort();
+inline unsigned FreePort() {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address = LoopbackAddress("0");
+  socklen_t length = sizeof address;
+  auto* const generic = reinterpret_cast<sockaddr*>(&address);
+  Check(::bind(fd, generic, length) == 0, "bind");
+  Check(::getsockname(fd, generic, &length) == 0, "getsockname");
+  ::close(fd);
+  return ntohs(address.sin_port);
+}
 
-// Whether somebody has bound the destination.
-bool IsListening(const Destination& to);
+inline bool IsPort(const Destination& to) {
+  return !to.empty() && to.find_first_not_of("0123456789") == Destination::npos;
+}
 
 // A connected datagram socket, which the caller closes; -1, with errno, if nobody has bound a
 // Unix-domain socket there. With UDP that cannot be known. Throws std::runtime_error if no socket
 // can be made.
-int TryConnectedSocket(const Destination& to);
+inline int TryConnectedSocket(const Destination& to) {
+  const int fd = ::socket(IsPort(to) ? AF_INET : AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  Check(fd != -1, "socket");
+  const auto connect = [fd](const auto& address) {
+    return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  };
+  if (IsPort(to) ? connect(LoopbackAddress(to)) : connect(UnixAddress(to))) return fd;
+  const int error = errno;
+  ::close(fd);
+  errno = error;
+  return -1;
+}
 
 // The same, but throws also if nobody has bound the socket.
-int ConnectedSocket(const Destination& to);
+inline int ConnectedSocket(const Destination& to) {
+  const int fd = TryConnectedSocket(to);
+  Check(fd != -1, "connect to " + to);
+  return fd;
+}
+
+// Whether somebody has bound the destination.
+inline bool IsListening(const Destination& to) {
+  if (IsPort(to)) {
+    char addresses[32];  // local port, and no peer
+    (void)std::snprintf(addresses, sizeof addresses, ":%04lX 00000000:0000 ", std::stoul(to));
+    return ReadFile("/proc/net/udp").find(addresses) != std::string::npos;
+  }
+  const int fd = TryConnectedSocket(to);
+  if (fd != -1) ::close(fd);
+  return fd != -1;
+}
 
 // A connected datagram socket that waits for room at its destination.
 class Sender {
@@ -32,10 +87,12 @@ class Sender {
   explicit Sender(const Destination& to) : m_fd(ConnectedSocket(to)) {}
   Sender(const Sender&) = delete;
   Sender& operator=(const Sender&) = delete;
-  ~Sender();
+  ~Sender() { ::close(m_fd); }
 
   // Throws std::runtime_error if the text cannot be sent.
-  void Send(const std::string& text) const;
+  void Send(const std::string& text) const {
+    Check(::send(m_fd, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size()), "send");
+  }
 
  private:
   const int m_fd;

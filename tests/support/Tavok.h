@@ -1,24 +1,12 @@
 #pragma once
 
+#include <sys/sem.h>
+
+#include <filesystem>
+
+#include "Files.h"
 #include "Process.h"
-
-// A semaphore set of its own, for a tavok to raise when it is up.
-class SemaphoreSet {
- public:
-  SemaphoreSet();
-  SemaphoreSet(const SemaphoreSet&) = delete;
-  SemaphoreSet& operator=(const SemaphoreSet&) = delete;
-  ~SemaphoreSet();
-
-  int SetId() const { return m_id; }
-  // The value of its one semaphore; -1 when somebody has removed the set.
-  int Value() const;
-  // Waits 20 ms at most. Returns whether the semaphore has been raised.
-  bool IsRaised() const;
-
- private:
-  const int m_id;
-};
+#include "Waiting.h"
 
 // How a tavok is started.
 struct TavokSetup {
@@ -30,18 +18,58 @@ struct TavokSetup {
 };
 
 // A tavok, run in a directory, with its files there: conf, pid, socket, the directory log, and
-// output, what it prints. Without arguments and prefixes it is started without a shell.
-class Tavok : private SemaphoreSet, public Process {
+// output, what it prints; and with a semaphore set of its own. Without arguments and prefixes it is
+// started without a shell.
+class Tavok : public Process {
  public:
-  Tavok(const std::string& directory, const TavokSetup& setup);
+  Tavok(const std::string& directory, const TavokSetup& setup)
+      : Tavok(directory, setup, ::semget(IPC_PRIVATE, 1, 0600)) {}
+  ~Tavok() {
+    if (Id() != 0) Stop(SIGKILL);
+    ::semctl(m_semaphores, 0, IPC_RMID);
+  }
 
-  int Semaphore() const { return Value(); }
+  // The value of its one semaphore; -1 when somebody has removed the set.
+  int Semaphore() const { return ::semctl(m_semaphores, 0, GETVAL); }
   // Waits until it takes datagrams, or has ended. Returns whether it takes them.
-  bool IsUp() const;
-  std::string Output() const;
+  bool IsUp() const {
+    return Eventually([this] { return IsRaised() || HasEnded(); }) && Semaphore() == 1;
+  }
+  std::string Output() const { return ReadFile(m_output); }
   // Waits until its output holds the text.
-  bool Says(const std::string& text) const;
+  bool Says(const std::string& text) const {
+    return Eventually([&] { return Output().find(text) != std::string::npos; });
+  }
 
  private:
+  Tavok(const std::string& directory, const TavokSetup& setup, int semaphores)
+      : Process(PreparedCommand(directory + "/", setup, std::to_string(semaphores)),
+                {directory, directory + "/output", directory + "/output", setup.beforeExec}),
+        m_output(directory + "/output"),
+        m_semaphores(semaphores) {
+    Check(semaphores != -1, "semget");
+  }
+
+  // Writes the configuration, and returns the words of the command that reads it.
+  static std::vector<std::string> PreparedCommand(const std::string& top, const TavokSetup& setup,
+                                                  const std::string& id) {
+    WriteFile(top + "conf", "[LogServer]\nDirName=" + top + "log\nPidFileName=" + top +
+                                "pid\nPort=" + top + "socket\n" + setup.settings);
+    const std::string prefix = setup.prefix + " " + TestPrefix();
+    if (prefix == " " && setup.arguments.empty()) return {setup.program, "-c", "conf", "-s", id};
+    const std::filesystem::path program = setup.program;
+    return ShellWords("PATH=" + program.parent_path().string() + ":$PATH; exec " + prefix + " " +
+                      program.filename().string() + " -c conf -s " + id + " " + setup.arguments);
+  }
+
+  // Waits 20 ms at most.
+  bool IsRaised() const {
+    // Both at once: the value stays as it is.
+    sembuf takeAndGiveBack[] = {{0, -1, 0}, {0, 1, 0}};
+    const timespec limit{0, 20'000'000};
+    return ::semtimedop(m_semaphores, takeAndGiveBack, 2, &limit) == 0;
+  }
+
   const std::string m_output;
+  const int m_semaphores;
 };

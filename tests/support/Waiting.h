@@ -1,18 +1,27 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <string>
 
 // The command that runs every tavok of the tests, in words of the shell, from the environment's
 // TAVOK_TEST_PREFIX, such as "valgrind -q --error-exitcode=99". Empty when there is none.
-std::string TestPrefix();
+inline std::string TestPrefix() {
+  const char* const prefix = std::getenv("TAVOK_TEST_PREFIX");
+  return prefix == nullptr ? "" : prefix;
+}
 
 // How many times longer than usual a test may take: 1, or 5 under a prefix.
-int Patience();
+inline int Patience() { return TestPrefix().empty() ? 1 : 5; }
 
-void Nap(int milliseconds);
+inline void Nap(int milliseconds) { ::usleep(static_cast<useconds_t>(milliseconds) * 1000); }
 
-double SecondsSince(std::chrono::steady_clock::time_point begin);
+inline double SecondsSince(std::chrono::steady_clock::time_point begin) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
 
 // Polls every 2 ms until `condition` holds. Returns false if it still does not after 40 s, times
 // Patience().
@@ -27,4 +36,6 @@ bool Eventually(Condition condition) {
 }
 
 // Returns in the first moments of a second, so that what follows falls into one.
-void AwaitNextSecond();
+inline void AwaitNextSecond() {
+  (void)Eventually([before = std::time(nullptr)] { return std::time(nullptr) != before; });
+}

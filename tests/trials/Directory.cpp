@@ -6,7 +6,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::size_t VeryMany() { return static_cast<std::size_t>(Scale(3000, 100000)); }
+std::size_t VeryMany() { return Scale<std::size_t>(3000, 100000); }
 
 // Very many files, one of them unreadable, and a directory and a dangling link of matching names.
 void FillLog(const TempDir& dir) {
@@ -18,30 +18,9 @@ void FillLog(const TempDir& dir) {
   fs::permissions(dir / "log/tavok_0", fs::perms::none);
 }
 
-// Whether a text that is sent comes last in the log.
-bool Collects(const TempDir& dir, const std::string& text) {
-  Sender(dir / "socket").Send(text);
-  return Eventually([&] { return Logged(dir).ends_with(text); });
-}
-
 bool HasFiles(const TempDir& dir, std::size_t count) {
   return Eventually([&] { return LogFiles(dir).size() == count; });
 }
-
-// A file system of 1 MiB.
-class Mounted {
- public:
-  explicit Mounted(const std::string& path)
-      : m_path(path), m_ok(::mount("tmpfs", path.c_str(), "tmpfs", 0, "size=1m") == 0) {}
-  ~Mounted() {
-    if (m_ok) ::umount(m_path.c_str());
-  }
-  bool IsThere() const { return m_ok; }
-
- private:
-  const std::string m_path;
-  const bool m_ok;
-};
 
 // Sends a thousand numbered messages, and returns their text.
 std::string SendThousand(const Sender& sender, int from) {
@@ -82,9 +61,8 @@ TEST(Directory, OfVeryManyExpiredFilesDoesNotHoldUpTheStop) {
 }
 
 TEST(Directory, ReplacedByALinkIsFollowed) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
+  const UpDaemon daemon;
+  const TempDir& dir = daemon;
   EXPECT_TRUE(Collects(dir, "a"));
   fs::rename(dir / "log", dir / "elsewhere");
   fs::create_directory_symlink("elsewhere", dir / "log");
@@ -96,9 +74,8 @@ TEST(Directory, ReplacedByALinkIsFollowed) {
 }
 
 TEST(Directory, RemovedIsReportedUntilThereIsOneAgain) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
+  const UpDaemon daemon;
+  const TempDir& dir = daemon;
   fs::remove_all(dir / "log");
   daemon.Signal(SIGHUP);
   EXPECT_TRUE(daemon.Says("CLogServerEngine file system error:2\n"));
@@ -113,21 +90,22 @@ TEST(Directory, RemovedIsReportedUntilThereIsOneAgain) {
 // is not.
 TEST(Directory, OnAFullFileSystem) {
   const TempDir dir;
-  fs::create_directory(dir / "log");
-  const Mounted mounted(dir / "log");
-  if (!mounted.IsThere()) GTEST_SKIP() << "may not mount";
+  const std::string log = dir / "log";
+  fs::create_directory(log);
+  if (::mount("tmpfs", log.c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "may not mount";
+  const std::unique_ptr<const char, int (*)(const char*)> mounted(log.c_str(), ::umount);
   const Daemon daemon(dir);
   ASSERT_TRUE(daemon.IsUp());
   const Sender sender(dir / "socket");
   const std::string before = SendThousand(sender, 0);
   EXPECT_TRUE(Eventually([&] { return Logged(dir) == before; }));
-  std::ofstream(dir / "log/filler") << std::string(1 << 20, 'f') << std::flush;
-  EXPECT_EQ(0u, fs::space(dir / "log").available);
+  std::ofstream(log + "/filler") << std::string(1 << 20, 'f') << std::flush;
+  EXPECT_EQ(0u, fs::space(log).available);
   SendThousand(sender, 1000);
   Nap(200);
   daemon.Signal(SIGHUP);
   EXPECT_TRUE(HasFiles(dir, 3));
-  fs::remove(dir / "log/filler");
+  fs::remove(log + "/filler");
   const std::string after = SendThousand(sender, 2000);
   EXPECT_TRUE(Eventually([&] { return Logged(dir).ends_with(after); }));
   EXPECT_TRUE(Logged(dir).starts_with(before));

@@ -4,14 +4,13 @@ namespace {
 
 struct Fault {
   const char* fault;
-  const char* says;  // among the daemon's messages
-  int mayMiss = 0;   // messages that the fault takes with it
-  int status = 0;    // of the end; 1: it ends at once
+  const char* says = "";  // among the daemon's messages
+  int mayMiss = 0;        // messages that the fault takes with it
+  int status = 0;         // of the end; 1: it ends at once
 };
 
 constexpr int kPortion = 50;
 constexpr int kReceptionEnds = 3 * kPortion;
-const char* const kNothing = "";
 
 const Fault kFaults[] = {
     {"mkdir,log,1,13", "CLogServerUdp::Init failed to create directory ", 0, 1},
@@ -21,31 +20,31 @@ const Fault kFaults[] = {
     {"setsockopt,-,1,1", "CLogServerUdp::Init Error (1):1\nfailed to init log server\n", 0, 1},
     {"signal,-,4,22", "signal SIGHUP failed: 22-Invalid argument\n"},  // in the handler
     {"signal,-,3,22", "LogServer signal SIGTERM failed: 22-Invalid argument\n", 0, 143},
-    {"fopen,pid,1,13", kNothing},
+    {"fopen,pid,1,13"},
     {"fopen,pid,2,13", "failed to write to pid file "},
-    {"fwrite,-,1,28", kNothing},  // of the pid file
-    {"remove,pid,1,13", kNothing},
-    {"unlink,socket,1,13", kNothing},
-    {"semop,-,1,11", kNothing},
+    {"fwrite,-,1,28"},  // of the pid file
+    {"remove,pid,1,13"},
+    {"unlink,socket,1,13"},
+    {"semop,-,1,11"},
     {"socket,-,2,24", "CStatsServer::Init() - Failed to create socket: QELTrace_"},
-    {"socket,-,3,24", kNothing},  // the look for the system logger
-    {"sendto,-,1,105", kNothing},
+    {"socket,-,3,24"},  // the look for the system logger
+    {"sendto,-,1,105"},
     {"recvfrom,-,1,12", "CLogServerUdp::MainWorkerThread() - Error 12 - Error (12)\n",
      kReceptionEnds},
     {"select,-,1,12", "CLogServerUdp::MainWorkerThread() - Error 12 - Error (12)\n",
      kReceptionEnds},
-    {"select,-,2,4", kNothing},
+    {"select,-,2,4"},
     {"fwrite,-,2,28",
      "CLogServerEngine::Write failed Error:28\n"
      "CLogServerUdp::MainWorkerThread() fwrite failed\n",
      1},
-    {"fflush,-,1,28", kNothing},
-    {"fclose,-,3,28", kNothing},
-    {"remove,tavok_,1,13", kNothing},
+    {"fflush,-,1,28"},
+    {"fclose,-,3,28"},
+    {"remove,tavok_,1,13"},
     {"rename,tmp.tavok,1,18", "CLogServerEngine file system error:18\n", kPortion},
     {"fopen,tmp.tavok,2,24", "CLogServerEngine file system error:24\n", kPortion},
-    {"opendir,log,1,24", kNothing},
-    {"stat,tavok_,1,5", kNothing},
+    {"opendir,log,1,24"},
+    {"stat,tavok_,1,5"},
 };
 
 // Sends a portion of the messages, if anybody takes them.

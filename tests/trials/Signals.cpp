@@ -4,20 +4,6 @@ namespace {
 
 bool Exists(const std::string& path) { return std::filesystem::exists(path); }
 
-// Lets a daemon go on that has stopped before a call, but gives it the signal there.
-void GoOnWith(int signal, const TempDir& dir, const Daemon& daemon) {
-  daemon.Signal(signal);
-  std::filesystem::remove(dir / "paused");
-}
-
-// One that comes up after all collects, whatever the signal has done to its start.
-void CollectsIfItIsUp(const TempDir& dir, const Daemon& daemon) {
-  if (!daemon.IsUp()) return;
-  Sender(dir / "socket").Send("received");
-  EXPECT_TRUE(Eventually([&] { return Logged(dir) == "received"; }));
-  EXPECT_LE(LogFiles(dir).size(), 2u);
-}
-
 void StopsInOrder(const TempDir& dir, Daemon& daemon, int signal) {
   const int status = daemon.Stop();
   EXPECT_FALSE(Exists(dir / "pid"));
@@ -44,8 +30,14 @@ bool SignalBefore(int call, int signal) {
     EXPECT_TRUE(Eventually([&] { return paused() || daemon.HasEnded(); }));
     if (!paused()) return false;
   }
-  GoOnWith(signal, dir, daemon);
-  if (signal == SIGHUP && starting) CollectsIfItIsUp(dir, daemon);
+  daemon.Signal(signal);
+  std::filesystem::remove(dir / "paused");  // which lets it go on
+  // One that comes up after all collects, whatever the signal has done to its start.
+  if (signal == SIGHUP && starting && daemon.IsUp()) {
+    EXPECT_TRUE(Collects(dir, "received"));
+    EXPECT_EQ("received", Logged(dir));
+    EXPECT_LE(LogFiles(dir).size(), 2u);
+  }
   StopsInOrder(dir, daemon, signal);
   return true;
 }
@@ -63,15 +55,12 @@ void HeedsAtEveryStep(int signal) {
 }  // namespace
 
 TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
-  const TempDir dir;
-  const Daemon daemon(dir, "MaxSize=300\n");  // deletes what has been read
-  ASSERT_TRUE(daemon.IsUp());
-  const int rotations = Scale(3, 180);
-  Auditor auditor(dir);
-  auditor.Expect(4);
-  Flood flood(dir / "socket", {});
-  for (int i = 0; i < rotations; ++i) {
-    Rotate(dir, daemon);
+  const UpDaemon daemon("MaxSize=300\n");  // deletes what has been read
+  const auto rotations = Scale<std::size_t>(3, 180);
+  Auditor auditor(daemon);
+  Flood flood(daemon / "socket", {});
+  for (std::size_t i = 0; i < rotations; ++i) {
+    Rotate(daemon, daemon);
     daemon.Signal(SIGSTOP);  // as a debugger does
     Nap(20);
     daemon.Signal(SIGCONT);
@@ -79,32 +68,30 @@ TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
   }
   const long sent = auditor.Finish(daemon, flood);
   EXPECT_GT(auditor.Files(), rotations);
-  Figure("%d rotations, %ld messages: each once and in order", rotations, sent);
+  Figure("%zu rotations, %ld messages: each once and in order", rotations, sent);
 }
 
 // Rotations within one second keep the later file only, so that messages go; but none is torn or
 // moved, and afterwards all is as it was.
 TEST(Signal, AStormOfRotations) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
+  const UpDaemon daemon;
+  const std::string log = daemon / "log/tmp.tavok";
   const int signals = Scale(1000, 20000);
-  Flood flood(dir / "socket", {.lead = 4'000'000});
+  Flood flood(daemon / "socket", {.lead = 4'000'000});
   for (int i = 0; i < signals; ++i) {
     daemon.Signal(SIGHUP);
     ::usleep(50);
   }
   const std::vector<int>& counts = flood.Stop();
   EXPECT_TRUE(Eventually([&] {
-    Rotate(dir, daemon);
-    return ReadFile(dir / "log/tmp.tavok").empty();
+    Rotate(daemon, daemon);
+    return ReadFile(log).empty();
   }));
-  EXPECT_EQ("", NumberedFault(Logged(dir), counts, LONG_MAX));
+  EXPECT_EQ("", NumberedFault(Logged(daemon), counts, LONG_MAX));
 
-  Flood after(dir / "socket", {.each = 5000});
-  EXPECT_TRUE(after.IsDone());
-  EXPECT_TRUE(Eventually(
-      [&] { return NumberedFault(ReadFile(dir / "log/tmp.tavok"), after.Stop()).empty(); }));
+  Flood after(daemon / "socket", {.each = 5000});
+  EXPECT_TRUE(Eventually([&] { return after.HasSentAll(); }));
+  EXPECT_TRUE(Eventually([&] { return NumberedFault(ReadFile(log), after.Stop()).empty(); }));
   Figure("%d signals", signals);
 }
 

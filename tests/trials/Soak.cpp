@@ -16,8 +16,8 @@ struct Holdings {
     const std::filesystem::directory_iterator files(proc + "/fd");
     descriptors = std::distance(begin(files), end(files));
   }
-  void Print(const char* when, long messages, int files) const {
-    Figure("%-6s %ld KB, %ld descriptors, %ld threads; %ld messages in %d files", when, memoryKb,
+  void Print(const char* when, long messages, std::size_t files) const {
+    Figure("%-6s %ld KB, %ld descriptors, %ld threads; %ld messages in %zu files", when, memoryKb,
            descriptors, threads, messages, files);
   }
 
@@ -51,12 +51,13 @@ void AwaitRotationBySize(const TempDir& dir) {
 }
 
 // One load, through to its last message. Returns how many were sent.
-long RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Auditor& auditor) {
+long RunPhase(const Phase& phase, const UpDaemon& daemon, Auditor& auditor) {
   auditor.Expect(phase.senders);
-  Flood flood(dir / "socket", {.senders = phase.senders, .pauseUs = phase.pauseUs, .lead = kLead});
-  if (phase.bySize) AwaitRotationBySize(dir);
+  Flood flood(daemon / "socket",
+              {.senders = phase.senders, .pauseUs = phase.pauseUs, .lead = kLead});
+  if (phase.bySize) AwaitRotationBySize(daemon);
   for (int i = 0; i < Scale(1, 4); ++i) {
-    phase.bySize ? Nap(1100) : Rotate(dir, daemon);
+    phase.bySize ? Nap(1100) : Rotate(daemon, daemon);
     EXPECT_EQ("", auditor.Read(flood));
   }
   return auditor.Finish(daemon, flood);
@@ -68,15 +69,13 @@ long RunPhase(const Phase& phase, const TempDir& dir, const Daemon& daemon, Audi
 TEST(Soak, NothingGrows) {
   const char* const minutes = std::getenv("TAVOK_SOAK_MINUTES");
   const double seconds = minutes == nullptr ? 0 : 60 * std::atof(minutes);
-  const TempDir dir;
-  const Daemon daemon(dir, "MaxFileSize=100\nMaxSize=300\n");
-  ASSERT_TRUE(daemon.IsUp());
+  const UpDaemon daemon("MaxFileSize=100\nMaxSize=300\n");
   const auto begin = std::chrono::steady_clock::now();
-  Auditor auditor(dir);
+  Auditor auditor(daemon);
   long messages = 0;
   const auto runAll = [&] {
     for (const Phase& phase : std::span(kPhases).first(minutes == nullptr ? 2 : 6)) {
-      messages += RunPhase(phase, dir, daemon, auditor);
+      messages += RunPhase(phase, daemon, auditor);
     }
   };
   runAll();

@@ -3,9 +3,8 @@
 #include "Trial.h"
 
 TEST(TakeOver, UnderLoad) {
-  const TempDir dir;
-  Daemon first(dir, "", "-x -p 1 -l z -imbv --nothing word");
-  ASSERT_TRUE(first.IsUp());
+  UpDaemon first("", "-x -p 1 -l z -imbv --nothing word");
+  const TempDir& dir = first;
   EXPECT_TRUE(first.Says("Log Server listening on port " + (dir / "socket\n")));
   const std::string pid = first.Pid();
   EXPECT_EQ(pid, ReadFile(dir / "pid"));

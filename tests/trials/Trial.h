@@ -1,14 +1,19 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
+#include <numeric>
 
+#include "Check.h"
 #include "Daemon.h"
 #include "Flood.h"
 #include "Numbered.h"
 
 // How often, or how many: the second with TAVOK_TRIALS=full, which takes minutes.
-inline int Scale(int quick, int full) {
+template <class Number>
+Number Scale(Number quick, Number full) {
   const char* const scale = std::getenv("TAVOK_TRIALS");
   return scale != nullptr && std::string(scale) == "full" ? full : quick;
 }
@@ -24,25 +29,29 @@ void Figure(const char* format, Values... values) {
 // Runs the body for all cases at once, each in a thread.
 template <class Cases, class Body>
 void InParallel(const Cases& cases, Body body) {
-  std::vector<std::jthread> threads;
+  std::vector<std::future<void>> runs;
   for (const auto& each : cases) {
-    threads.emplace_back([&each, &body] {
-      try {
-        body(each);
-      } catch (const std::exception& e) {
-        ADD_FAILURE() << e.what();
-      }
-    });
+    runs.push_back(std::async(std::launch::async, [&each, &body] { body(each); }));
   }
+  for (auto& run : runs) run.get();
 }
 
 // The command that runs tavok with a fault, or with its clock shifted by what the file says.
 inline std::string Shimmed(const std::string& fault, const std::string& clock = "") {
-  std::string words = "env LD_PRELOAD=" TRIALS_SHIM " ASAN_OPTIONS=verify_asan_link_order=0";
-  if (!fault.empty()) words += " TAVOK_FAULT=" + fault;
-  if (!clock.empty()) words += " TAVOK_CLOCK=" + clock;
-  return words;
+  return "env LD_PRELOAD=" TRIALS_SHIM " ASAN_OPTIONS=verify_asan_link_order=0 TAVOK_FAULT=" +
+         fault + " TAVOK_CLOCK=" + clock;
 }
+
+// A daemon that is up, in a directory of its own.
+class UpDaemon : public TempDir, public Daemon {
+ public:
+  // See Daemon. Throws std::runtime_error if it does not come up.
+  explicit UpDaemon(const std::string& settings = "", const std::string& arguments = "",
+                    const std::string& prefix = "")
+      : Daemon(static_cast<const TempDir&>(*this), settings, arguments, prefix) {
+    Check(IsUp(), Output());
+  }
+};
 
 // How many messages can be lost with a daemon: the queue of its socket, and the one in its hands.
 inline int QueueLength() { return std::stoi(ReadFile("/proc/sys/net/unix/max_dgram_qlen")) + 2; }
@@ -53,25 +62,21 @@ inline long Sum(const std::vector<int>& counts) {
 
 // Waits until the log holds what was sent, once and in order, up to `mayMiss` messages.
 inline void ExpectLogged(const TempDir& dir, const std::vector<int>& counts, long mayMiss = 0) {
-  std::string fault;
-  (void)Eventually([&] {
-    fault = NumberedFault(Logged(dir), counts, mayMiss);
-    return fault.empty();
-  });
-  EXPECT_EQ("", fault);
+  const auto fault = [&] { return NumberedFault(Logged(dir), counts, mayMiss); };
+  EXPECT_TRUE(Eventually([&] { return fault().empty(); })) << fault();
 }
 
-inline std::string NewestRotated(const TempDir& dir) {
-  auto names = LogFiles(dir);
-  names.erase("tmp.tavok");
-  return names.empty() ? "" : *names.rbegin();
+// Whether a text that is sent comes last in the log.
+inline bool Collects(const TempDir& dir, const std::string& text) {
+  Sender(dir / "socket").Send(text);
+  return Eventually([&] { return Logged(dir).ends_with(text); });
 }
 
-// Has the daemon rotate, and waits until it has. Not within a second of the last time, which would
-// replace a file, however late that signal was heeded.
-inline void Rotate(const TempDir& dir, const Daemon& daemon) {
-  Nap(1100);
-  const std::string before = NewestRotated(dir);
+// Has the daemon rotate, and waits until there is a new file. Not within a second of the last time,
+// which would replace a file, however late that signal was heeded.
+inline void Rotate(const TempDir& dir, const Daemon& daemon, int afterMs = 1100) {
+  Nap(afterMs);
+  const std::set<std::string> before = LogFiles(dir);
   daemon.Signal(SIGHUP);
-  EXPECT_TRUE(Eventually([&] { return NewestRotated(dir) != before; }));
+  EXPECT_TRUE(Eventually([&] { return !std::ranges::includes(before, LogFiles(dir)); }));
 }

@@ -31,7 +31,8 @@
 static char g_function[32], g_path[64];
 static int g_call, g_error;
 static atomic_int g_calls;
-static const volatile long* g_clock;  // mapped: the file may change at any time
+static const long g_unshifted = 0;
+static const volatile long* g_clock = &g_unshifted;  // or mapped: the file may change at any time
 
 __attribute__((constructor)) static void Load(void) {
   if (strcmp(program_invocation_short_name, "tavok") != 0) return;  // the shell that starts it
@@ -105,21 +106,18 @@ WRAP(int, pthread_create, NULL, error,
      (pthread_t * id, const pthread_attr_t* how, void* (*body)(void*), void* argument),
      (id, how, body, argument))
 
-static long Shift(void) { return g_clock == NULL ? 0 : *g_clock; }
-
-time_t time(time_t* out) {
-  struct timespec now;
-  clock_gettime(CLOCK_REALTIME, &now);
-  const time_t shifted = now.tv_sec + Shift();
-  if (out != NULL) *out = shifted;
-  return shifted;
-}
-
 int gettimeofday(struct timeval* restrict out, void* restrict zone) {
   (void)zone;
   struct timespec now;
   clock_gettime(CLOCK_REALTIME, &now);
-  out->tv_sec = now.tv_sec + Shift();
+  out->tv_sec = now.tv_sec + *g_clock;
   out->tv_usec = now.tv_nsec / 1000;
   return 0;
+}
+
+time_t time(time_t* out) {
+  struct timeval now;
+  gettimeofday(&now, NULL);
+  if (out != NULL) *out = now.tv_sec;
+  return now.tv_sec;
 }

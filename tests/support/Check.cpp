@@ -1,9 +1,0 @@
-#include "Check.h"
-
-#include <cerrno>
-#include <cstring>
-#include <stdexcept>
-
-void Check(bool ok, const std::string& what) {
-  if (!ok) throw std::runtime_error(what + ": " + std::strerror(errno));
-}

@@ -1,8 +1,8 @@
 #include <getopt.h>
+#include <gtest/gtest.h>
 
 #include "CommandLine.h"
 #include "Globals.h"
-#include "Support.h"
 
 namespace {
 

@@ -1,5 +1,10 @@
-#include "Daemon.h"
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "Files.h"
 #include "LogServerEngine.h"
+#include "Waiting.h"
 
 // While true, operator new throws.
 static bool g_memoryIsShort = false;
@@ -45,21 +50,18 @@ TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
   EXPECT_EQ("second", Logged(dir));
 }
 
-TEST(Engine, RecyclesTheOldestByAgeNotByName) {
+TEST(Engine, StopEndsTheWorker) {
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
   const TempDir dir;
-  CLogServerEngine keepYoung(dir / "log", 1, 2, 100, true);
-  ASSERT_TRUE(keepYoung.Init());
-  for (const char* file : {"log/b_tavok_", "log/tavok_c", "log/tavok_a", "log/other"}) {
-    WriteFile(dir / file, "ten bytes.");
-    AwaitNextSecond();
-  }
-  std::uint32_t total = 1, oldest = 4'000'000'000;
-  std::string name;
-  keepYoung.GetLastModified(name, total, oldest);
-  EXPECT_EQ(dir / "log/b_tavok_", name);
-  EXPECT_EQ(30u, total);
-  keepYoung.Recycle();
-  EXPECT_EQ((std::set<std::string>{"other", "tmp.tavok"}), LogFiles(dir));
+  const auto before = threads();
+  CLogServerEngine engine(dir / "log", 1 << 20, 3600, 1 << 20, false);
+  ASSERT_TRUE(engine.Init());
+  engine.Start();
+  engine.Stop();
+  EXPECT_TRUE(Eventually([&] { return threads() == before; }));
 }
 
 TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {

@@ -1,7 +1,11 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "Files.h"
 #include "Globals.h"
 #include "Log.h"
 #include "LogServer.h"
-#include "Support.h"
 
 TEST(LogServer, StopRemovesThePidFileOrReportsThatItCannot) {
   g_syslog.m_bNoSyslog = true;

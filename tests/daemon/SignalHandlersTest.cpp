@@ -1,10 +1,13 @@
+#include <gtest/gtest.h>
 #include <signal.h>
 
+#include <filesystem>
+
+#include "Files.h"
 #include "Globals.h"
-#include "Log.h"
 #include "LogServerEngine.h"
+#include "Process.h"
 #include "SignalHandlers.h"
-#include "Support.h"
 
 namespace {
 
@@ -41,10 +44,13 @@ TEST(SignalHandlers, SigHupReportsARotationThatFails) {
   ::signal(SIGHUP, SIG_DFL);
 }
 
-TEST(SignalHandlers, SigTermAsksTheProgramToExit) {
+TEST(SignalHandlers, SigTermAsksTheProgramToExitOnceItIsNotBlocked) {
   InstallSigTerm();
-  EXPECT_FALSE(g_bExitProgram);
-  ::kill(::getpid(), SIGTERM);
+  {
+    const CSignalBlock block;
+    ::raise(SIGTERM);
+    EXPECT_FALSE(g_bExitProgram);
+  }
   EXPECT_TRUE(g_bExitProgram);
   ::signal(SIGTERM, SIG_DFL);
 }

@@ -29,8 +29,8 @@ TEST(Collect, AnEmptyDatagramEndsReception) {
 TEST(Collect, TheWorkerRotatesBySizeAndDeletesTheOldest) {
   const TempDir dir;
   std::filesystem::create_directory(dir / "log");
-  const std::string megabyte(1 << 20, 'm'), deleting = ", deleting file " + (dir / "log/tavok_");
-  for (const char* name : {"log/tavok_3", "log/tavok_2", "log/tavok_1"}) {
+  const std::string megabyte(1 << 20, 'm'), deleting = ", deleting file " + (dir / "log/");
+  for (const char* name : {"log/other", "log/b_tavok_", "log/tavok_2", "log/tavok_1"}) {
     WriteFile(dir / name, megabyte);
     AwaitNextSecond();
   }
@@ -39,13 +39,14 @@ TEST(Collect, TheWorkerRotatesBySizeAndDeletesTheOldest) {
     const Daemon daemon(dir, "MaxFileSize=1\nMaxSize=3\n");
     const std::string full = "Tavok LogServer: Directory max size reached" + deleting;
     // The file left by an earlier run is rotated at once; a total at the limit is too large.
-    EXPECT_TRUE(daemon.Says(full + "3\n"));
-    EXPECT_TRUE(daemon.Says(full + "2\n"));
-    EXPECT_TRUE(Eventually([&] { return LogFiles(dir).size() == 3; }));
+    EXPECT_TRUE(daemon.Says(full + "b_tavok_\n"));
+    EXPECT_TRUE(daemon.Says(full + "tavok_2\n"));
+    EXPECT_TRUE(Eventually([&] { return LogFiles(dir).size() == 4; }));
     const Sender sender(dir / "socket");
     for (int i = 0; i < 1024; ++i) sender.Send(std::string(1024, 'n'));
-    EXPECT_TRUE(daemon.Says(full + "1\n"));  // by the next check, 15 s later
-    EXPECT_TRUE(Eventually([&] { return Logged(dir) == megabyte + std::string(1 << 20, 'n'); }));
+    EXPECT_TRUE(daemon.Says(full + "tavok_1\n"));  // by the next check, 15 s later
+    EXPECT_TRUE(
+        Eventually([&] { return Logged(dir) == megabyte + megabyte + std::string(1 << 20, 'n'); }));
   }
 }
 

@@ -1,7 +1,8 @@
+#include <gtest/gtest.h>
+
 #include <climits>
 
 #include "QELDateTime.h"
-#include "Support.h"
 
 using namespace qel;
 
@@ -61,6 +62,7 @@ TEST(DateTime, FieldsAreFormattedOrNothing) {
   EXPECT_EQ("", CDateTime(LLONG_MAX).Format("%Y", text));
   EXPECT_EQ("", CDateTime(0).Format(std::string(1024, 'x').c_str(), text));
   EXPECT_EQ("1 days 01:01:01", CDateTimeSpan(90061).Format("%D days %H:%M:%S"));
+  EXPECT_EQ("0 23:59:59", CDateTimeSpan(86399).Format("%D %H:%M:%S"));
   EXPECT_EQ("-1 -1:-1:-1", CDateTimeSpan(-90061).Format("%D %H:%M:%S"));
   EXPECT_EQ("100% x", CDateTimeSpan(1).Format("100%% %x%"));
 }

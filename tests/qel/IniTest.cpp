@@ -1,6 +1,7 @@
+#include <gtest/gtest.h>
 
+#include "Files.h"
 #include "QELIniSettings.h"
-#include "Support.h"
 
 using namespace qel;
 

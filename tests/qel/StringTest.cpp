@@ -1,5 +1,6 @@
+#include <gtest/gtest.h>
+
 #include "QELString.h"
-#include "Support.h"
 
 using namespace qel;
 

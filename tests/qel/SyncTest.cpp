@@ -1,6 +1,9 @@
-#include "QELSync.h"
+#include <gtest/gtest.h>
+
+#include <thread>
+
 #include "QELThread.h"
-#include "Support.h"
+#include "Waiting.h"
 
 using namespace qel;
 

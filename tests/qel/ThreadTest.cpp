@@ -1,8 +1,12 @@
+#include <gtest/gtest.h>
 #include <sys/syscall.h>
 
+#include <thread>
+
+#include "Collector.h"
+#include "Files.h"
 #include "QELThread.h"
-#include "QELTrace.h"
-#include "Support.h"
+#include "Waiting.h"
 
 using namespace qel;
 
@@ -41,13 +45,6 @@ unsigned Block(void*) {
   for (;;) ::syscall(SYS_pause);
 }
 
-// Whether this second has come to its half, and not far beyond.
-bool IsHalfPast() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto part = now % std::chrono::seconds(1);
-  return part >= std::chrono::milliseconds(500) && part < std::chrono::milliseconds(550);
-}
-
 bool Ends(const CRefCount<QELThread>& thread) {
   return Eventually([&] { return !thread->IsRunning(); });
 }
@@ -58,17 +55,18 @@ struct CountingItem final : CThreadAPC {
   char m_padding[100];
 };
 
-// Stands in for the wait of a thread: each poke runs that thread's work items, at once and on the
-// poster. The poster holds the thread's lock, so one at a time does it.
+// Stands in for the wait of a thread: each poke calls the function, on the poster. The poster holds
+// the thread's lock, so one at a time does it.
 class PokedWait final : public QELSyncObject {
  public:
-  explicit PokedWait(QELThread& thread) : m_thread(thread), m_record(&thread, *this) {}
-  void WakeFromAPC() override { m_thread.RunPendingAPCs(); }
+  PokedWait(QELThread& thread, const std::function<void()>& poked)
+      : m_poked(poked), m_record(&thread, *this) {}
+  void WakeFromAPC() override { m_poked(); }
   bool Lock(unsigned) override { return false; }
   bool Unlock() override { return false; }
 
  private:
-  QELThread& m_thread;
+  const std::function<void()> m_poked;
   const QELThread::CWaitingIn m_record;
 };
 
@@ -88,9 +86,26 @@ bool IsAsleep(int tid) {
   return stat.find(") S ") != std::string::npos;
 }
 
+// A stop of a thread that has gone cancels nobody, not even a later thread with the same id.
+void ExpectGone(QELThread& thread, Collector& trace) {
+  CRefCount<QELThread> next;
+  EXPECT_TRUE(Eventually([&] {
+    if (next) next->Stop();
+    QELBeginThread(next, Wait, nullptr);
+    return next->GetId() == thread.GetId();
+  }));
+  const std::string stopped = "CCancelThread::run () - throwing";
+  const long before = trace.Count(stopped);
+  thread.Stop(0);
+  next->Stop();
+  EXPECT_TRUE(Eventually([&] { return trace.Count(stopped) > before; }));
+}
+
 }  // namespace
 
 TEST(Thread, SixWaysToBegin) {
+  EXPECT_EQ(nullptr, QELThread::Current());
+  EXPECT_FALSE(QELThread().IsRunning());
   CRefCount<QELThread> handle;
   const std::function<void()> begins[] = {[&] { QELBeginThread(handle, Plain); },
                                           [&] { QELBeginThread(Plain); },
@@ -103,11 +118,6 @@ TEST(Thread, SixWaysToBegin) {
     EXPECT_TRUE(Eventually([calls] { return s_calls == calls; }));
     EXPECT_TRUE(Ends(s_last.Get()));
   }
-}
-
-TEST(Thread, NoneIsCurrentOrRunsBeforeOneIsStarted) {
-  EXPECT_EQ(nullptr, QELThread::Current());
-  EXPECT_FALSE(QELThread().IsRunning());
 }
 
 TEST(Thread, TracedEnds) {
@@ -130,11 +140,12 @@ TEST(Thread, TracedEnds) {
     Collector trace("/tmp/ZABKTraceCon");
     CRefCount<QELThread> thread;
     QELBeginThread(thread, end.function, nullptr);
-    if (end.stop) thread->Stop(2000);
+    if (end.stop) thread->Stop(end.function == Block ? 500 : 10'000);
     EXPECT_TRUE(trace.Sees(end.trace)) << end.trace;
     EXPECT_TRUE(end.finished ? Ends(thread) : thread->IsRunning()) << end.trace;
     EXPECT_EQ(end.function == Return, trace.Count("QELThreadProc Finish") == 1) << end.trace;
-    if (!end.finished) thread->Stop(1000);  // gone already: nothing is left to cancel
+    if (!end.finished) ExpectGone(*thread, trace);
+    EXPECT_EQ(end.function == Block || !end.finished, thread->ConfirmKilled()) << end.trace;
   }
 }
 
@@ -172,7 +183,7 @@ TEST(Thread, AnItemThatIsLeftIsReleasedUnrun) {
 TEST(Thread, TwoPostersAtOnceStrandNoItem) {
   s_calls = 0;
   const CRefCount<QELThread> thread = new QELThread;
-  const PokedWait wait(*thread);
+  const PokedWait wait(*thread, [&] { thread->RunPendingAPCs(); });
   std::atomic<std::uint32_t>& word = SpinWordOf(*thread);
   std::atomic<int> tid = 0;
   InitTraceOrDiag(eTrace);
@@ -193,23 +204,16 @@ TEST(Thread, TwoPostersAtOnceStrandNoItem) {
 }
 
 TEST(Thread, AStopKeepsATimeOutOfNoWholeSecondsAsleep) {
-  struct CountedPokes final : QELSyncObject {
-    void WakeFromAPC() override { ++m_nPokes; }
-    bool Lock(unsigned) override { return false; }
-    bool Unlock() override { return false; }
-    int m_nPokes = 0;
-  } pokes;
   CRefCount<QELThread> thread;
   QELBeginThread(thread, Block, nullptr);
-  const QELThread::CWaitingIn record(thread.Get(), pokes);
-  // The wait for the end begins a second later, and runs into the next second.
-  EXPECT_TRUE(Eventually(IsHalfPast));
+  int pokes = 0;
+  const PokedWait wait(*thread, [&] { ++pokes; });
   const std::clock_t processor = std::clock();
   const auto start = std::chrono::steady_clock::now();
-  thread->Stop(600);
-  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-  EXPECT_GE(took.count(), 1595);  // of it 1000 for the pokes
-  EXPECT_LE(took.count(), 2000);
-  EXPECT_LE((std::clock() - processor) * 1000 / CLOCKS_PER_SEC, 100);
-  EXPECT_LE(pokes.m_nPokes, 101);  // one each 10 ms
+  thread->Stop(999);  // of it, 1000 more are for the pokes
+  const double took = SecondsSince(start);
+  EXPECT_GE(took, 1.99);
+  EXPECT_LT(took, 2.9);
+  EXPECT_LE(std::clock() - processor, CLOCKS_PER_SEC / 2);
+  EXPECT_LE(pokes, 101);  // one each 10 ms
 }

@@ -1,8 +1,13 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "Collector.h"
 #include "QELRefCount.h"
 #include "QELSocket.h"
 #include "QELString.h"
 #include "QELTrace.h"
-#include "Support.h"
 
 using namespace qel;
 
@@ -87,5 +92,7 @@ TEST(Trace, TracedSocketErrorsAreReportedOnceOrNotAtAll) {
     EXPECT_EQ(code, socket.m_nErrorCode);
   }
   EXPECT_TRUE(trace.Sees(Datagram("QELExcep: Error: Error (98)")));
-  EXPECT_EQ(1, trace.Count("QELExcep"));
+  EXPECT_THROW(QELSocket().Select(1, 0), QELSocketExcep);
+  EXPECT_TRUE(trace.Sees(Datagram("QELExcep: Error: Error (9)")));
+  EXPECT_EQ(2, trace.Count("QELExcep"));
 }

@@ -42,7 +42,7 @@ TEST(Trace, TracedPrintsWhatTheLibrarySays) {
       {ids + "\x7F\xE2\x82\x80", printed + "?\xE2\x82\x80\n"},
       {"short", "Z unknown message format, 5 bytes\n"}};
   for (const auto& [message, text] : cases) sender.Send(message);
-  for (const auto& [message, text] : cases) EXPECT_TRUE(trace.Says(text)) << trace.Out();
+  for (const auto& [message, text] : cases) ASSERT_TRUE(trace.Says(text)) << trace.Out();
   std::tm time{};
   EXPECT_NE(nullptr, ::strptime(trace.Out().c_str(), "%Y-%m-%dT%H:%M:%S.", &time));
   EXPECT_NEAR(double(std::time(nullptr)), double(::timegm(&time)), 3600);

@@ -89,7 +89,7 @@ TEST_F(Check, WarnsOfLines) {
        {"1: unknown section [LogServers]: ignored; did you mean LogServer?"}},
       {"[]\n", {"1: unknown section []: ignored"}},
       {"MaxSize=100\nMAXSIZE = 99\n", {"2: MAXSIZE is set again: this overrides line 5"}},
-      {"MaxSize=5\n" + kGood, {"2: a second [LogServer]: it replaces the one in line 1"}},
+      {"MaxSize=5x\n" + kGood, {"2: a second [LogServer]: it replaces the one in line 1"}},
   });
   EXPECT_EQ(CWarnings{"-3: \"x\" comes before the first section: ignored"},
             Warnings("x=1\n" + kGood));

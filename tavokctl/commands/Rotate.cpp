@@ -1,6 +1,4 @@
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/file.h>
 
 #include <cstdio>
 #include <optional>
@@ -45,7 +43,7 @@ CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
                           const CInstance& instance, unsigned timeout) {
   for (const CStopwatch watch; watch.Seconds() < timeout;) {
     if (const auto rotated = FindRotated(directory, id)) return *rotated;
-    if (instance.AwaitEnd({})) throw CFailure("rotate in " + directory + ": tavok has ended");
+    if (instance.AwaitEnd(0)) throw CFailure("rotate in " + directory + ": tavok has ended");
     ::usleep(kPollUs);
   }
   throw CFailure("rotate in " + directory + ": no new file after " + std::to_string(timeout) +

@@ -28,18 +28,14 @@ constexpr const char* kUsage =
 bool RemoveStale(const std::string& pidFile) {
   std::string why;
   if (CInstance::Find(pidFile, why)) return true;
-  switch (ReadPidFile(pidFile).kind) {
-    case CPidFile::kMissing:
-      break;
-    case CPidFile::kPid:
-      if (std::remove(pidFile.c_str()) != 0)
-        throw CFailure("remove stale pid file " + pidFile, errno);
-      std::fprintf(stderr, "removed a stale pid file: %s\n", why.c_str());
-      break;
-    case CPidFile::kNoPid:
-      throw CFailure("use pid file " + pidFile +
-                     ": it does not hold a process id; remove it, or change PidFileName");
+  const auto kind = ReadPidFile(pidFile).kind;
+  if (kind == CPidFile::kMissing) return false;
+  if (kind == CPidFile::kNoPid) {
+    throw CFailure("use pid file " + pidFile +
+                   ": it does not hold a process id; remove it, or change PidFileName");
   }
+  if (std::remove(pidFile.c_str()) != 0) throw CFailure("remove stale pid file " + pidFile, errno);
+  std::fprintf(stderr, "removed a stale pid file: %s\n", why.c_str());
   return false;
 }
 
@@ -68,7 +64,7 @@ int Start(int argc, char** argv) {
   // The old tavok is stopped first: giving up during the take-over would leave none running.
   if (RemoveStale(settings->m_strPidFileName)) timeout += kTakeOverSeconds;
   const CStopwatch watch;
-  const pid_t pid = Launch(config, options, std::chrono::seconds(timeout));
+  const pid_t pid = Launch(config, options, timeout);
   std::printf("tavok is up: pid %d, %.3f s\n", pid, watch.Seconds());
   return kDone;
 }

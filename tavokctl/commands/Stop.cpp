@@ -27,7 +27,7 @@ int Stop(int argc, char** argv) {
   const auto instance = CInstance::Get(ReadSettings(config)->m_strPidFileName);
   const CStopwatch watch;
   instance->Signal(SIGTERM);
-  if (!instance->AwaitEnd(std::chrono::seconds(timeout))) {
+  if (!instance->AwaitEnd(timeout)) {
     throw CFailure("stop process " + std::to_string(instance->Pid()) + ": still running after " +
                    std::to_string(timeout) + " s");
   }

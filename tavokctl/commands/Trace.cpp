@@ -5,11 +5,11 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <optional>
 
 #include "Commands.h"
 #include "QELDateTime.h"
+#include "QELString.h"
 #include "base/Failure.h"
 #include "base/Options.h"
 #include "state/Collector.h"
@@ -43,9 +43,7 @@ std::string TimeOfNow() {
   const auto now = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
   std::string text;
   qel::CDateTime(now / 1000).Format("%Y-%m-%dT%H:%M:%S", text);
-  char fraction[8];
-  (void)std::snprintf(fraction, sizeof fraction, ".%03dZ", static_cast<int>(now % 1000));
-  return text + fraction;
+  return text + qel::QELSPrintf(".%03dZ", static_cast<int>(now % 1000));
 }
 
 std::uint32_t NumberAt(const std::string& message, std::size_t at) {

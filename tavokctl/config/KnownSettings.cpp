@@ -1,7 +1,6 @@
 #include "config/KnownSettings.h"
 
 #include "QELString.h"
-#include "Settings.h"
 
 namespace {
 

@@ -11,7 +11,6 @@
 
 #include "LogFileNames.h"
 #include "QELSocket.h"
-#include "Settings.h"
 #include "base/Descriptor.h"
 #include "base/Failure.h"
 #include "base/UnixSocket.h"

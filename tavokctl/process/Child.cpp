@@ -17,59 +17,55 @@ namespace {
 constexpr int kPollMs = 2;
 constexpr double kEndSeconds = 15;  // an orderly stop takes up to twelve or so
 
-// Spawn attributes: a new session, no signal blocked, and the signals that end us not ignored.
-class CSpawnAttributes {
+// How tavok is spawned: in a new session, with no signal blocked and the signals that end us not
+// ignored; standard error goes to `error`, the other two streams to /dev/null.
+class CSpawnSetup {
  public:
-  CSpawnAttributes() {
+  explicit CSpawnSetup(const CDescriptor& error) {
+    (void)::posix_spawnattr_init(&m_attributes);
+    (void)::posix_spawn_file_actions_init(&m_files);
+    SetSignals();
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO}) {
+      (void)::posix_spawn_file_actions_addopen(&m_files, fd, "/dev/null", O_RDWR, 0);
+    }
+    (void)::posix_spawn_file_actions_adddup2(&m_files, error.Get(), STDERR_FILENO);
+    // tavok must not keep inherited descriptors open, such as the lock of a calling script.
+    (void)::posix_spawn_file_actions_addclosefrom_np(&m_files, STDERR_FILENO + 1);
+  }
+  CSpawnSetup(const CSpawnSetup&) = delete;
+  CSpawnSetup& operator=(const CSpawnSetup&) = delete;
+  ~CSpawnSetup() {
+    (void)::posix_spawn_file_actions_destroy(&m_files);
+    (void)::posix_spawnattr_destroy(&m_attributes);
+  }
+
+  const posix_spawnattr_t* Attributes() const { return &m_attributes; }
+  const posix_spawn_file_actions_t* Files() const { return &m_files; }
+
+ private:
+  void SetSignals() {
     sigset_t none, ours;
     ::sigemptyset(&none);
     ::sigemptyset(&ours);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) ::sigaddset(&ours, signal);
-    (void)::posix_spawnattr_init(&m_attributes);
     (void)::posix_spawnattr_setsigmask(&m_attributes, &none);
     (void)::posix_spawnattr_setsigdefault(&m_attributes, &ours);
     (void)::posix_spawnattr_setflags(
         &m_attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   }
-  CSpawnAttributes(const CSpawnAttributes&) = delete;
-  CSpawnAttributes& operator=(const CSpawnAttributes&) = delete;
-  ~CSpawnAttributes() { (void)::posix_spawnattr_destroy(&m_attributes); }
 
-  const posix_spawnattr_t* Get() const { return &m_attributes; }
-
- private:
   posix_spawnattr_t m_attributes;
-};
-
-// Spawn file actions: standard error goes to `error`, the other two streams to /dev/null.
-class CSpawnFiles {
- public:
-  explicit CSpawnFiles(const CDescriptor& error) {
-    (void)::posix_spawn_file_actions_init(&m_actions);
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO}) {
-      (void)::posix_spawn_file_actions_addopen(&m_actions, fd, "/dev/null", O_RDWR, 0);
-    }
-    (void)::posix_spawn_file_actions_adddup2(&m_actions, error.Get(), STDERR_FILENO);
-    // tavok must not keep inherited descriptors open, such as the lock of a calling script.
-    (void)::posix_spawn_file_actions_addclosefrom_np(&m_actions, STDERR_FILENO + 1);
-  }
-  CSpawnFiles(const CSpawnFiles&) = delete;
-  CSpawnFiles& operator=(const CSpawnFiles&) = delete;
-  ~CSpawnFiles() { (void)::posix_spawn_file_actions_destroy(&m_actions); }
-
-  const posix_spawn_file_actions_t* Get() const { return &m_actions; }
-
- private:
-  posix_spawn_file_actions_t m_actions;
+  posix_spawn_file_actions_t m_files;
 };
 
 pid_t Spawn(const std::string& program, std::vector<std::string> words, const CDescriptor& error) {
   std::vector<char*> arguments(words.size() + 1, nullptr);
   std::transform(words.begin(), words.end(), arguments.begin(),
                  [](std::string& word) { return word.data(); });
+  const CSpawnSetup setup(error);
   pid_t pid = 0;
-  const int failed = ::posix_spawn(&pid, program.c_str(), CSpawnFiles(error).Get(),
-                                   CSpawnAttributes().Get(), arguments.data(), ::environ);
+  const int failed = ::posix_spawn(&pid, program.c_str(), setup.Files(), setup.Attributes(),
+                                   arguments.data(), ::environ);
   if (failed != 0) throw CFailure("run " + program, failed);
   return pid;
 }

@@ -6,8 +6,7 @@ extern "C" {
 }
 
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Files.h"
@@ -23,10 +22,8 @@ std::string ProcPath(pid_t pid, const char* name) {
 
 // The file name of its program; empty without the permission to see it.
 std::string ProgramOf(pid_t pid) {
-  char target[PATH_MAX];
-  const ssize_t length = ::readlink(ProcPath(pid, "exe").c_str(), target, sizeof target);
-  if (length <= 0) return {};
-  std::string path(target, static_cast<std::size_t>(length));
+  std::error_code unseen;
+  std::string path = std::filesystem::read_symlink(ProcPath(pid, "exe"), unseen);
   // After an upgrade has replaced the file, it is still that program.
   constexpr std::string_view kDeleted = " (deleted)";
   if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
@@ -76,7 +73,7 @@ std::unique_ptr<CInstance> CInstance::Find(const std::string& pidFile, std::stri
   }
   std::unique_ptr<CInstance> instance(new CInstance(named.pid, std::move(process)));
   const std::string name = instance->m_process ? NameOf(named.pid) : "";
-  if (name == kName && !instance->AwaitEnd({})) return instance;
+  if (name == kName && !instance->AwaitEnd(0)) return instance;
   why = "process " + std::to_string(named.pid) + ", named in " + pidFile +
         (name.empty() || name == kName ? ", does not exist" : ", is not tavok but " + name);
   return nullptr;
@@ -95,7 +92,7 @@ void CInstance::Signal(int signal) const {
   }
 }
 
-bool CInstance::AwaitEnd(std::chrono::milliseconds time) const {
+bool CInstance::AwaitEnd(unsigned seconds) const {
   pollfd entry{m_process.Get(), POLLIN, 0};
-  return ::poll(&entry, 1, static_cast<int>(time.count())) == 1;
+  return ::poll(&entry, 1, static_cast<int>(seconds * 1000)) == 1;
 }

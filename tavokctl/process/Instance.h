@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <memory>
 #include <string>
 
@@ -37,8 +36,8 @@ class CInstance {
   /// Throws CFailure, "signal process <pid>: ...".
   void Signal(int signal) const;
 
-  /// Waits for the end of the process; false if it still runs after `time`.
-  bool AwaitEnd(std::chrono::milliseconds time) const;
+  /// Waits for the end of the process; false if it still runs after that time.
+  bool AwaitEnd(unsigned seconds) const;
 
  private:
   CInstance(pid_t pid, CDescriptor process) : m_pid(pid), m_process(std::move(process)) {}

@@ -1,14 +1,13 @@
 #include "process/Launch.h"
 
-#include <signal.h>
 #include <sys/sem.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Stopwatch.h"
@@ -62,10 +61,9 @@ class CInterruptNote {
 };
 
 std::string FindProgram() {
-  char self[PATH_MAX];
-  const ssize_t length = ::readlink("/proc/self/exe", self, sizeof self);
-  if (length == -1) throw CFailure("find the program tavok: read /proc/self/exe", errno);
-  std::string directory(self, static_cast<std::size_t>(length));
+  std::error_code error;
+  std::string directory = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) throw CFailure("find the program tavok: read /proc/self/exe", error.value());
   directory.resize(directory.rfind('/') + 1);
   for (const char* const place : {"tavok", "../sbin/tavok"}) {
     if (::access((directory + place).c_str(), X_OK) == 0) return directory + place;
@@ -96,9 +94,8 @@ std::string EndOf(int status) {
   throw CFailure("start tavok: " + reason + LastLines(child.Said()));
 }
 
-void AwaitUp(CChild& child, const CSemaphore& semaphore, std::chrono::seconds timeout) {
-  const auto limit = static_cast<double>(timeout.count());
-  for (const CStopwatch watch; watch.Seconds() < limit && g_bInterrupted == 0;) {
+void AwaitUp(CChild& child, const CSemaphore& semaphore, unsigned timeout) {
+  for (const CStopwatch watch; watch.Seconds() < timeout && g_bInterrupted == 0;) {
     (void)child.Listen();
     if (semaphore.IsRaised()) return;
     int status = 0;
@@ -108,15 +105,13 @@ void AwaitUp(CChild& child, const CSemaphore& semaphore, std::chrono::seconds ti
     Fail(EndOf(status), child);
   }
   child.End();
-  Fail(g_bInterrupted != 0 ? "interrupted"
-                           : "not up after " + std::to_string(timeout.count()) + " s",
+  Fail(g_bInterrupted != 0 ? "interrupted" : "not up after " + std::to_string(timeout) + " s",
        child);
 }
 
 }  // namespace
 
-pid_t Launch(const std::string& config, const std::vector<std::string>& options,
-             std::chrono::seconds timeout) {
+pid_t Launch(const std::string& config, const std::vector<std::string>& options, unsigned timeout) {
   const CInterruptNote note;
   const CSemaphore semaphore;
   std::vector<std::string> words{"tavok"};

@@ -2,7 +2,6 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -11,9 +10,8 @@
 /// Its output until then goes to standard error; later messages go to the system log only.
 ///
 /// Throws CFailure, with the last lines of that output, if tavok ends before it is up. If it takes
-/// longer than `timeout`, or this process gets SIGINT, SIGTERM or SIGHUP, ends tavok and throws
-/// CFailure. Removes the semaphore set in any case: a tavok that is killed would leave it.
+/// longer than `timeout` seconds, or this process gets SIGINT, SIGTERM or SIGHUP, ends tavok and
+/// throws CFailure. Removes the semaphore set in any case: a tavok that is killed would leave it.
 ///
 /// The program is the tavok in the directory of this program, or in ../sbin of it.
-pid_t Launch(const std::string& config, const std::vector<std::string>& options,
-             std::chrono::seconds timeout);
+pid_t Launch(const std::string& config, const std::vector<std::string>& options, unsigned timeout);

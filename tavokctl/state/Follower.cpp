@@ -25,8 +25,8 @@ void WriteOut(const char* text, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(STDOUT_FILENO, text, size);
     if (written == -1 && errno == EINTR) continue;
-    if (written == -1 &&
-        errno == EAGAIN) {  // another process that shares the output has made it non-blocking
+    // Another process that shares the output may have made it non-blocking.
+    if (written == -1 && errno == EAGAIN) {
       pollfd entry{STDOUT_FILENO, POLLOUT, 0};
       (void)::poll(&entry, 1, -1);
       continue;

@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "LogFileNames.h"
-#include "Settings.h"
 #include "base/Failure.h"
 #include "config/Config.h"
 #include "process/Instance.h"

@@ -5,7 +5,6 @@
 #include <optional>
 #include <string>
 
-#include "Settings.h"
 #include "state/LogDirectory.h"
 #include "state/SocketQueue.h"
 

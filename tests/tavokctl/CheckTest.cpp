@@ -1,21 +1,23 @@
+#include <regex>
+
 #include "Ctl.h"
 
 namespace {
 
-constexpr const char* kUdp = "Port=23456\n";
-
 using CWarnings = std::set<std::string>;
+
+const std::string kGood = "[LogServer]\nDirName=@/log\nPidFileName=@/pid\nPort=@/socket\n";
 
 class Check : public testing::Test {
  protected:
   // The warnings of a configuration, each "LINE: text", or "text" where it is about no line. Lines
-  // are counted from the end of m_good, whose own four may be overridden.
+  // are counted from the end of kGood, whose own four may be overridden. @ is m_dir.
   CWarnings Warnings(const std::string& text) const {
-    WriteFile(m_dir / "conf", text);
+    WriteConfig(text);
     Ctl check(m_dir, "check --strict -c conf");
     const int status = check.Status();
     CWarnings warnings;
-    std::istringstream lines(check.Err());
+    std::istringstream lines(std::regex_replace(check.Err(), std::regex(m_dir.Path()), "@"));
     for (std::string line; std::getline(lines, line);) {
       EXPECT_TRUE(line.starts_with("conf:")) << line;
       const std::size_t mark = line.find(" warning: ");
@@ -29,26 +31,27 @@ class Check : public testing::Test {
     return warnings;
   }
 
-  // Lines to append to m_good, and the warnings expected of each.
+  // Lines to append to kGood, and the warnings expected of each.
   void ExpectWarnings(const std::vector<std::pair<std::string, CWarnings>>& cases) const {
-    for (const auto& [text, warnings] : cases) EXPECT_EQ(warnings, Warnings(m_good + text));
+    for (const auto& [text, warnings] : cases) EXPECT_EQ(warnings, Warnings(kGood + text));
+  }
+
+  void WriteConfig(const std::string& text) const {
+    WriteFile(m_dir / "conf", std::regex_replace(text, std::regex("@"), m_dir.Path()));
   }
 
   const TempDir m_dir;
-  const std::string m_good = "[LogServer]\nDirName=" + (m_dir / "log") +
-                             "\nPidFileName=" + (m_dir / "pid") + "\nPort=" + (m_dir / "socket") +
-                             "\n";
 };
 
 }  // namespace
 
 TEST_F(Check, PrintsTheEffectiveValues) {
-  WriteFile(m_dir / "conf", "[logserver]\nmaxperiod=1193047\nPORT=70000\nMaxSize = 51\n");
+  WriteFile(m_dir / "conf", "[logserver]\nmaxperiod=1193047\nPORT=70001\nMaxSize = 51\n");
   const std::string end = "  (default)\n";
   Ctl check(m_dir, "check -c conf");
   EXPECT_EQ(0, check.Status());
   EXPECT_EQ(check.Out(), "DirName           /tmp/tavok_log" + end +
-                             "Port              UDP port 4464\n"
+                             "Port              UDP port 4465\n"
                              "BindingAddress    any" +
                              end + "PidFileName       /tmp/tavok_log_server.pid" + end +
                              "MaxFileSize       50 MiB (52428800 bytes)" + end +
@@ -63,16 +66,21 @@ TEST_F(Check, PrintsTheEffectiveValues) {
   Expect(m_dir, "check -c .", 1, "read .: Is a directory");
 }
 
-TEST_F(Check, AcceptsAGoodConfiguration) {
-  WriteFile(m_dir / "stale", "99\n");
-  ExpectWarnings({{"# all is well\n\n", {}},
-                  {std::string("BindingAddress=127.0.0.1\n") + kUdp +
-                       "ExternalRotation=No\nPidFileName=" + (m_dir / "stale"),
-                   {}}});
+TEST_F(Check, ReadsFlagsAsTavokDoes) {
+  const std::map<std::string, std::vector<std::string>> cases = {
+      {"on", {"1", "-1", "yes", "YES", "true", "True"}}, {"off", {"0", "no", "on", "false", ""}}};
+  for (const auto& [state, flags] : cases) {
+    for (const std::string& flag : flags) {
+      WriteConfig(kGood + "ExternalRotation=" + flag);
+      Expect(m_dir, "check -c conf", 0, "ExternalRotation  " + state + "\n");
+    }
+  }
 }
 
 TEST_F(Check, WarnsOfLines) {
   ExpectWarnings({
+      {"# all is well\n\n", {}},
+      {"// Port=1\n", {"1: unknown key \"// Port\": ignored; comments begin with #"}},
       {"MaxFilesize2=1\n", {"1: unknown key \"MaxFilesize2\": ignored; did you mean MaxFileSize?"}},
       {"colour=1\n", {"1: unknown key \"colour\": ignored"}},
       {"; Port=1\n", {"1: unknown key \"; Port\": ignored; comments begin with #"}},
@@ -81,12 +89,12 @@ TEST_F(Check, WarnsOfLines) {
        {"1: unknown section [LogServers]: ignored; did you mean LogServer?"}},
       {"[]\n", {"1: unknown section []: ignored"}},
       {"MaxSize=100\nMAXSIZE = 99\n", {"2: MAXSIZE is set again: this overrides line 5"}},
-      {m_good, {"1: a second [LogServer]: it replaces the one in line 1"}},
+      {"MaxSize=5x\n" + kGood, {"2: a second [LogServer]: it replaces the one in line 1"}},
   });
   EXPECT_EQ(CWarnings{"-3: \"x\" comes before the first section: ignored"},
-            Warnings("x=1\n" + m_good));
+            Warnings("x=1\n" + kGood));
   EXPECT_EQ(CWarnings{"the file contains a NUL byte: the rest of it is ignored"},
-            Warnings(m_good + std::string("\0Port=1\n", 8)));
+            Warnings(kGood + std::string("\0Port=1\n", 8)));
 }
 
 TEST_F(Check, WarnsOfNumbersAndFlags) {
@@ -118,15 +126,16 @@ TEST_F(Check, WarnsOfWhereItListens) {
   std::filesystem::create_directory(m_dir / "dir");
   WriteFile(m_dir / "file", "text");
   WriteFile(m_dir / "514", "");
-  const Collector alive((m_dir / "alive").c_str());
+  const Collector alive(m_dir / "alive");
   ExpectWarnings({
+      {"Port=23456\nBindingAddress=127.0.0.1\nExternalRotation=No\n", {}},
       {"BindingAddress=127.0.0.1\n",
        {"1: BindingAddress is ignored: tavok listens on a Unix-domain socket"}},
-      {std::string(kUdp) + "BindingAddress=localhost\n",
+      {"Port=23456\nBindingAddress=localhost\n",
        {"2: BindingAddress localhost is not a dotted IPv4 address: tavok will not start"}},
-      {std::string(kUdp) + "BindingAddress=192.0.2.1\n",
+      {"Port=23456\nBindingAddress=192.0.2.1\n",
        {"2: BindingAddress 192.0.2.1 cannot be bound: Cannot assign requested address"}},
-      {std::string(kUdp) + "BindingAddress=127.1\n", {"2: BindingAddress 127.1 means 127.0.0.1"}},
+      {"Port=23456\nBindingAddress=127.1\n", {"2: BindingAddress 127.1 means 127.0.0.1"}},
       {"Port=23456 # UDP\n",
        {"1: the # and the text after it are part of the value of Port: a comment needs a line of "
         "its own",
@@ -138,20 +147,16 @@ TEST_F(Check, WarnsOfWhereItListens) {
       {"Port=syslog\n",
        {"1: Port \"syslog\" is not a port number: taken as the path of a socket, relative to "
         "the directory in which tavok is started"}},
+      {"Port=/" + std::string(106, 'x') + "\n", {}},
       {"Port=/" + std::string(107, 'x') + "\n",
        {"1: Port has 108 bytes: a socket's path can have at most 107"}},
-      {"Port=" + (m_dir / "dir") + "\n",
-       {"1: Port " + (m_dir / "dir") + " is a directory: tavok will not start"}},
-      {"Port=" + (m_dir / "file") + "\n",
-       {"1: Port " + (m_dir / "file") + " is not a socket: tavok removes it"}},
+      {"Port=@/dir\n", {"1: Port @/dir is a directory: tavok will not start"}},
+      {"Port=@/file\n", {"1: Port @/file is not a socket: tavok removes it"}},
       {"Port=/dev/null\n", {"1: Port /dev/null is not a socket: tavok removes it"}},
-      {"Port=" + (m_dir / "alive") + "\n",
-       {"1: Port " + (m_dir / "alive") + " is the socket of another program: tavok removes it"}},
+      {"Port=@/alive\n", {"1: Port @/alive is the socket of another program: tavok removes it"}},
       {"PidFileName=/dev/null\n",
        {"1: PidFileName /dev/null is a device or a pipe: tavok removes it when it stops"}},
-      {"Port=" + (m_dir / "no/s") + "\n",
-       {"1: Port " + (m_dir / "no/s") + " cannot be bound: " + (m_dir / "no") +
-        ": No such file or directory"}},
+      {"Port=@/no/s\n", {"1: Port @/no/s cannot be bound: @/no: No such file or directory"}},
   });
 }
 
@@ -159,31 +164,41 @@ TEST_F(Check, WarnsOfFiles) {
   std::filesystem::create_directory(m_dir / "dir");
   std::filesystem::create_directory(m_dir / "dir/tavok_x");
   WriteFile(m_dir / "file", "text");
+  WriteFile(m_dir / "stale", "99\n");
   ExpectWarnings({
       {"DirName=\n", {"1: DirName is empty: tavok will not start"}},
       {"DirName=log\n", {"1: DirName log is relative to the directory in which tavok is started"}},
-      {"DirName=" + (m_dir / "file") + "\n",
-       {"1: DirName " + (m_dir / "file") + " is not a directory: tavok will not start"}},
-      {"DirName=" + (m_dir / "no/log") + "\n",
-       {"1: DirName " + (m_dir / "no/log") + " cannot be created: " + (m_dir / "no") +
-        ": No such file or directory"}},
+      {"DirName=@/file\n", {"1: DirName @/file is not a directory: tavok will not start"}},
+      {"DirName=@/no/log\n",
+       {"1: DirName @/no/log cannot be created: @/no: No such file or directory"}},
       {"PidFileName=\n", {"1: PidFileName is empty: no other tavok can take over"}},
-      {"PidFileName=" + (m_dir / "dir") + "\n",
-       {"1: PidFileName " + (m_dir / "dir") + " is a directory"}},
-      {"PidFileName=" + (m_dir / "no/p") + "\n",
-       {"1: PidFileName " + (m_dir / "no/p") + " cannot be written: " + (m_dir / "no") +
-        ": No such file or directory"}},
-      {"PidFileName=" + (m_dir / "file") + "\n",
-       {"1: PidFileName " + (m_dir / "file") +
-        " does not hold a process id: tavok signals whatever it reads there, "
+      {"PidFileName=@/dir\n", {"1: PidFileName @/dir is a directory"}},
+      {"PidFileName=@/no/p\n",
+       {"1: PidFileName @/no/p cannot be written: @/no: No such file or directory"}},
+      {"PidFileName=@/file\n",
+       {"1: PidFileName @/file does not hold a process id: tavok signals whatever it reads there, "
         "then replaces and removes the file"}},
-      {"PidFileName=" + (m_dir / "socket") + "\n",
-       {"1: PidFileName " + (m_dir / "socket") + " is also the path of the socket"}},
-      {"PidFileName=" + (m_dir / "my_tavok_pid") + "\n", {}},
-      {"DirName=" + (m_dir / "dir") + "\nPort=" + (m_dir / "dir/tavok_s") + "\n",
-       {"2: Port " + (m_dir / "dir/tavok_s") + " counts as a rotated file and will be deleted"}},
-      {"DirName=" + (m_dir / "dir") + "\nPidFileName=" + (m_dir / "dir/my_tavok_pid") + "\n",
-       {"2: PidFileName " + (m_dir / "dir/my_tavok_pid") +
-        " counts as a rotated file and will be deleted"}},
+      {"PidFileName=@/socket\n", {"1: PidFileName @/socket is also the path of the socket"}},
+      {"PidFileName=@/stale\n", {}},
+      {"PidFileName=@/my_tavok_pid\n", {}},
+      {"DirName=@/dir\nPort=@/dir/tavok_s\n",
+       {"2: Port @/dir/tavok_s counts as a rotated file and will be deleted"}},
+      {"DirName=@/dir\nPidFileName=@/dir/my_tavok_pid\n",
+       {"2: PidFileName @/dir/my_tavok_pid counts as a rotated file and will be deleted"}},
   });
+}
+
+TEST_F(Check, WarnsOfMissingPermissions) {
+  std::filesystem::create_directory(m_dir / "log");
+  WriteFile(m_dir / "pid", "1");
+  std::filesystem::permissions(m_dir / "log", std::filesystem::perms(0500));
+  std::filesystem::permissions(m_dir / "pid", std::filesystem::perms(0400));
+  WriteConfig(kGood);
+  // Root may write everything unless it gives this capability away.
+  const std::string prefix = ::geteuid() == 0 ? "setpriv --bounding-set=-dac_override " : "";
+  Ctl check(m_dir, "check -c conf", "ctl", prefix + TAVOK_DIRECTORY "/tavokctl");
+  EXPECT_EQ(0, check.Status());
+  for (const std::string& what : {"DirName " + (m_dir / "log"), "PidFileName " + (m_dir / "pid")}) {
+    EXPECT_TRUE(check.Says(what + " cannot be written: Permission denied")) << check.Err();
+  }
 }

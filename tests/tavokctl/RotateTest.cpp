@@ -1,44 +1,39 @@
-#include "Ctl.h"
+#include "RunningTavok.h"
 
-TEST(Rotate, GivesEachOfSeveralAtOnceAFileOfItsOwn) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
+using Rotate = RunningTavok;
+
+TEST_F(Rotate, GivesEachOfSeveralAtOnceAFileOfItsOwn) {
   for (int round = 0; round < 2; ++round) {
-    Sender(dir / "socket").Send(std::to_string(round));
-    EXPECT_TRUE(Eventually([&] { return Logged(dir).size() == size_t(round + 1); }));
-    Ctl first(dir, "rotate -c conf", "first");
-    Ctl second(dir, "rotate -c conf", "second");
+    Sender(m_dir / "socket").Send(std::to_string(round));
+    EXPECT_TRUE(Eventually([&] { return Logged(m_dir).size() == size_t(round + 1); }));
+    Ctl first(m_dir, "rotate -c conf", "first");
+    Ctl second(m_dir, "rotate -c conf", "second");
     EXPECT_EQ(0, first.Status()) << first.Err();
     EXPECT_EQ(0, second.Status()) << second.Err();
     EXPECT_NE(first.Out(), second.Out());
     EXPECT_TRUE(first.Out().starts_with("tavok has rotated: tavok_2")) << first.Out();
   }
-  EXPECT_EQ(5U, LogFiles(dir).size());
-  EXPECT_EQ("01", Logged(dir));
+  EXPECT_EQ(5U, LogFiles(m_dir).size());
+  EXPECT_EQ("01", Logged(m_dir));
 }
 
-TEST(Rotate, GivesUpWhenTavokDoesNothing) {
-  const TempDir dir;
-  Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
-  daemon.Signal(SIGSTOP);
-  Expect(dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may say why");
-  Ctl rotate(dir, "rotate -c conf");
-  EXPECT_TRUE(rotate.Waits(dir / "log"));
-  daemon.Signal(SIGKILL);
+TEST_F(Rotate, GivesUpWhenTavokDoesNothing) {
+  m_daemon.Signal(SIGSTOP);
+  Expect(m_dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may say why");
+  Ctl rotate(m_dir, "rotate -c conf");
+  EXPECT_TRUE(rotate.Waits(m_dir / "log"));
+  // A rotation that is half done is none.
+  std::filesystem::rename(m_dir / "log/tmp.tavok", m_dir / "log/tavok_half");
+  m_daemon.Signal(SIGKILL);
   EXPECT_EQ(1, rotate.Status());
   EXPECT_TRUE(rotate.Says("tavok has ended"));
-  Expect(dir, "status -c conf", 1, "does not exist");  // a zombie: nobody has waited for it yet
-  EXPECT_EQ(128 + SIGKILL, daemon.Exit());
+  Expect(m_dir, "status -c conf", 1, "does not exist");  // a zombie: nobody has waited for it yet
+  EXPECT_EQ(128 + SIGKILL, m_daemon.Exit());
 }
 
-TEST(Rotate, RequiresACurrentFile) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
-  std::filesystem::remove(dir / "log/tmp.tavok");
-  Expect(dir, "rotate -c conf", 1,
+TEST_F(Rotate, RequiresACurrentFile) {
+  std::filesystem::remove(m_dir / "log/tmp.tavok");
+  Expect(m_dir, "rotate -c conf", 1,
          "there is no tmp.tavok; after a failed rotation, create an empty one first");
-  EXPECT_TRUE(LogFiles(dir).empty());
+  EXPECT_TRUE(LogFiles(m_dir).empty());
 }

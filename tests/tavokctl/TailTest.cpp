@@ -1,4 +1,6 @@
-#include "Ctl.h"
+#include "Flood.h"
+#include "Numbered.h"
+#include "RunningTavok.h"
 
 namespace {
 
@@ -24,28 +26,7 @@ void ExpectOut(const Ctl& tail, const std::string& text) {
   EXPECT_EQ(text, tail.Out());
 }
 
-// Sends numbered lines to a daemon, and remembers all of them.
-class Feed {
- public:
-  explicit Feed(const TempDir& dir) : m_dir(dir), m_sender(dir / "socket") {}
-
-  // Returns when they have been logged.
-  void Send(int count) {
-    for (int i = 0; i < count; ++i) {
-      const std::string line = std::to_string(m_next++) + "\n";
-      m_sender.Send(line);
-      m_sent += line;
-    }
-    EXPECT_TRUE(Eventually([this] { return Logged(m_dir) == m_sent; }));
-  }
-  const std::string& Sent() const { return m_sent; }
-
- private:
-  const TempDir& m_dir;
-  const Sender m_sender;
-  int m_next = 1000;
-  std::string m_sent;
-};
+using Tail = RunningTavok;
 
 }  // namespace
 
@@ -105,65 +86,66 @@ TEST_F(TailOfFiles, GoesOnAfterWhatTavokNeverDoes) {
   ExpectOut(tail, "oldagain!?");
 }
 
-TEST_F(TailOfFiles, EndsWithoutADirectory) {
-  Ctl tail(m_dir, "tail -c conf");
-  Write("1");
-  EXPECT_TRUE(tail.Says("1"));
-  std::filesystem::remove_all(m_dir / "log");
-  EXPECT_EQ(1, tail.Status());
-  EXPECT_NE(std::string::npos, tail.Err().find("it has been removed")) << tail.Err();
+TEST_F(TailOfFiles, EndsWithoutItsDirectory) {
+  for (const bool isReplaced : {true, false}) {
+    Write("1");
+    Ctl tail(m_dir, "tail -c conf");
+    EXPECT_TRUE(tail.Says("1"));
+    std::filesystem::create_directory(m_dir / "new");
+    std::filesystem::remove_all(m_dir / "log");
+    if (isReplaced) std::filesystem::rename(m_dir / "new", m_dir / "log");
+    ASSERT_TRUE(tail.Says("follow log: it has been removed")) << isReplaced;
+    EXPECT_EQ(1, tail.Status());
+  }
   Expect(m_dir, "tail -c conf", 1, "watch log: No such file or directory");
 }
 
-TEST(Tail, FollowsEveryRotationAndLosesNothing) {
-  const TempDir dir;
-  Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
-  Feed feed(dir);
-  const Ctl tail(dir, "tail -c conf -n 1000", "tail");
-  const Ctl stopped(dir, "tail -c conf -n 1000", "stopped");
-  feed.Send(500);
-  ExpectOut(tail, feed.Sent());
-  ExpectOut(stopped, feed.Sent());
-  stopped.Pause();  // before the first rotation: it sleeps through all of them
-  for (int round = 0; round < 4; ++round) {
-    Expect(dir, "rotate -c conf", 0, "rotated");
-    feed.Send(500);
-    ExpectOut(tail, feed.Sent());
+TEST_F(TailOfFiles, EndsWithItsReaderAtOnce) {
+  Write("1");
+  const Ctl tail(m_dir, "tail -c conf | head -c 1");
+  EXPECT_TRUE(tail.Says("write standard output: Broken pipe"));
+}
+
+TEST_F(Tail, FollowsEveryRotationAndLosesNothing) {
+  const Ctl tail(m_dir, "tail -c conf -n 1000", "tail");
+  const Ctl stopped(m_dir, "tail -c conf -n 1000", "stopped");
+  const Sender sender(m_dir / "socket");
+  std::string sent;
+  for (int line = 1000; line < 3500; ++line) {
+    sender.Send(std::to_string(line) + "\n");
+    sent += std::to_string(line) + "\n";
+    if (line % 500 != 499) continue;
+    EXPECT_TRUE(Eventually([&] { return Logged(m_dir) == sent; }));
+    ExpectOut(tail, sent);
+    if (line == 1499) {
+      ExpectOut(stopped, sent);
+      stopped.Pause();  // before the first rotation: it sleeps through all of them
+    }
+    Expect(m_dir, "rotate -c conf", 0, "rotated");
   }
   stopped.Signal(SIGCONT);
-  ExpectOut(stopped, feed.Sent());
+  ExpectOut(stopped, sent);
   EXPECT_EQ("", tail.Err());
   EXPECT_EQ("", stopped.Err());
 }
 
-TEST(Tail, KeepsUpWithASenderThatDoesNotPauseForRotations) {
-  constexpr std::size_t kAhead = 1 << 20;  // how many bytes the sender may be ahead of its reader
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
-  const Ctl tail(dir, "tail -c conf", "tail");
-  EXPECT_TRUE(tail.Waits(dir / "log/tmp.tavok"));
-  std::string sent;
-  const auto isAhead = [&] {
-    return sent.size() > std::filesystem::file_size(dir / "tail.out") + kAhead;
+TEST_F(Tail, KeepsUpWithASenderThatDoesNotPauseForRotations) {
+  const Ctl tail(m_dir, "tail -c conf", "tail");
+  EXPECT_TRUE(tail.Waits(m_dir / "log/tmp.tavok"));
+  Flood flood(m_dir / "socket", {.senders = 1, .each = 500'000, .lead = 10'000});
+  const auto await = [&](const auto& condition) {
+    EXPECT_TRUE(Eventually([&] {
+      const auto printed = long(std::filesystem::file_size(m_dir / "tail.out") / 100);
+      flood.HasRead(printed);
+      return condition(printed);
+    }));
   };
-  {
-    const std::jthread sending([&](const std::stop_token& stop) {
-      const Sender sender(dir / "socket");
-      for (int i = 0; !stop.stop_requested(); ++i) {
-        const std::string line = std::to_string(i) + "\n";
-        sender.Send(line);
-        sent += line;
-        while (isAhead() && !stop.stop_requested()) ::usleep(1000);
-      }
-    });
-    for (std::size_t files = 2; files <= 4; ++files) {
-      AwaitNextSecond();
-      daemon.Signal(SIGHUP);
-      EXPECT_TRUE(Eventually([&] { return LogFiles(dir).size() == files; }));
-    }
+  for (std::size_t files = 2; files <= 4; ++files) {
+    await([before = std::time(nullptr)](long) { return std::time(nullptr) != before; });
+    m_daemon.Signal(SIGHUP);
+    await([&](long) { return LogFiles(m_dir).size() == files; });
   }
-  Eventually([&] { return tail.Out().size() >= sent.size(); });
-  EXPECT_TRUE(tail.Out() == sent);  // millions of lines: too many to print
+  const std::vector<int> counts = flood.Stop();
+  await([&](long printed) { return printed >= counts[0]; });
+  EXPECT_EQ("", NumberedFault(tail.Out(), counts));
 }

@@ -5,28 +5,17 @@ namespace {
 constexpr const char* kTracePath = "/tmp/ZABKTraceCon";
 constexpr const char* kDiagPath = "/tmp/ZABKDiagCon";
 
-// Leaves the socket of a collector that was killed.
-void LeaveDeadCollector() {
-  const std::string path = kTracePath;
-  {
-    const Collector killed(kTracePath);
-    std::filesystem::rename(path, path + "_");
-  }
-  std::filesystem::rename(path + "_", path);
-}
-
 }  // namespace
-
-TEST(Trace, TracedLeavesAFileThatIsNoSocket) {
-  const TempDir dir;
-  WriteFile(kTracePath, "");
-  Expect(dir, "trace", 1, std::string("collect at ") + kTracePath + ": Address already in use");
-  EXPECT_TRUE(std::filesystem::remove(kTracePath));
-}
 
 TEST(Trace, TracedIsTheOnlyCollectorAndLeavesNothing) {
   const TempDir dir;
-  LeaveDeadCollector();
+  WriteFile(kTracePath, "");  // is no socket, and so stays
+  Expect(dir, "trace", 1, std::string("collect at ") + kTracePath + ": Address already in use");
+  {
+    const Collector killed(kTracePath);
+    std::filesystem::rename(kTracePath, dir / "socket");
+  }
+  std::filesystem::rename(dir / "socket", kTracePath);
   Ctl trace(dir, "trace");
   Ctl diag(dir, "trace --diag", "diag");
   EXPECT_TRUE(trace.Says(std::string("collecting at ") + kTracePath + ", until interrupted"));
@@ -46,13 +35,17 @@ TEST(Trace, TracedPrintsWhatTheLibrarySays) {
   Ctl trace(dir, "trace", "trace");
   EXPECT_TRUE(trace.Says("collecting at "));
   const Sender sender(kTracePath);
-  sender.Send(
-      std::string("\1\x15\xCD\x5B\7\xFF\xFF\xFF\xFF"
-                  "a\033[2Jb\n\0",
-                  17));
-  EXPECT_TRUE(trace.Says("Z pid 123456789 thread 4294967295 a?[2Jb\n"));
-  sender.Send("short");
-  EXPECT_TRUE(trace.Says(" unknown message format, 5 bytes\n"));
+  const std::string ids = "\1\x15\xCD\x5B\7\xFF\xFF\xFF\xFF";
+  const std::string printed = "Z pid 123456789 thread 4294967295 ";
+  const std::pair<std::string, std::string> cases[] = {
+      {ids + "a\033[2Jb\n" + '\0', printed + "a?[2Jb\n2"},  // and the year of the next message
+      {ids + "\x7F\xE2\x82\x80", printed + "?\xE2\x82\x80\n"},
+      {"short", "Z unknown message format, 5 bytes\n"}};
+  for (const auto& [message, text] : cases) sender.Send(message);
+  for (const auto& [message, text] : cases) ASSERT_TRUE(trace.Says(text)) << trace.Out();
+  std::tm time{};
+  EXPECT_NE(nullptr, ::strptime(trace.Out().c_str(), "%Y-%m-%dT%H:%M:%S.", &time));
+  EXPECT_NEAR(double(std::time(nullptr)), double(::timegm(&time)), 3600);
   Daemon daemon(dir);
   const std::string line = "Z pid " + daemon.Pid() + " thread ";
   EXPECT_TRUE(daemon.IsUp());

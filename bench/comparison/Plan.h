@@ -9,21 +9,21 @@
 struct Section {
   std::string name;
   Subject::Part part = Subject::Part::kLoads;  // whom it is for
-  int rounds = 9;
+  int rounds = 1;
   std::vector<Column> columns;
-  /// Measures one load once, with a subject that has just been started for it.
+  /// Measures one load once.
   std::function<Figures(const Load&, Running&, const Written&)> measure;
-  bool counts = false;   // first, calls are counted in a round of their own
-  bool mayLose = false;  // it is no failure that something is lost
-  bool rotates = false;  // it is for those who can begin a new file
+  bool counts = false;    // first, calls are counted in a round of their own
+  bool mayLose = false;   // it is no failure that something is lost
+  bool rotates = false;   // it is for those who can begin a new file
+  bool inOneRun = false;  // one process of bare, and of tavok, takes all its loads
+  /// Unless it is in one run, each subject is started anew for each. Without any, the section is
+  /// that of the texts.
   std::vector<Point> points;
 };
 
-/// Of these options, what is measured in rounds.
+/// What these options want to be measured.
 std::vector<Section> Plan(const Options& options);
-
-/// Of these options, the long run's points, in datagrams since its begin.
-std::vector<Point> LongPlan(const Options& options);
 
 /// Those who take part in a section: they are wanted there, and can.
 std::vector<Subject> TakingPart(const std::vector<Subject>& subjects, const Section& section,

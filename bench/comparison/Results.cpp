@@ -14,24 +14,14 @@ const std::vector<std::string> kFigures = {
     "sent",  "received", "lost_percent", "per_second", "cpu_us", "peak_mb", "start_ms",
     "calls", "own_mb",   "stored_bytes", "writes",     "lost",   "faults",  "files"};
 
-constexpr auto kRatio = Column::Of::kRatio;
-const std::vector<Column> kMedians = {{"cpu_us", "cpu_us", 4},
-                                      {"cpu_ratio", "cpu_us", 4, kRatio, "bare"},
-                                      {"per_second", "per_second", 4},
-                                      {"per_second_ratio", "per_second", 4, kRatio, "bare"},
-                                      {"lost_percent", "lost_percent", 4},
-                                      {"peak_mb", "peak_mb", 4},
-                                      {"start_ms", "start_ms", 4},
-                                      {"calls", "calls", 4}};
-
-}  // namespace
-
 double Median(std::vector<double> values) {
   if (values.empty()) return kNone;
   std::sort(values.begin(), values.end());
   const std::size_t half = values.size() / 2;
   return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
+
+}  // namespace
 
 std::vector<const Measurement*> Results::Of(const Point& point, const std::string& subject) const {
   std::vector<const Measurement*> found;
@@ -52,73 +42,67 @@ std::vector<double> Results::Values(const Point& point, const std::string& subje
   return values;
 }
 
-double Results::MedianOf(const Point& point, const std::string& subject,
-                         const std::string& figure) const {
-  return Median(Values(point, subject, figure));
-}
-
 std::vector<double> Results::Ratios(const Point& point, const std::string& subject,
                                     const std::string& other, const std::string& figure) const {
   std::vector<double> ratios;
   for (const Measurement* const one : Of(point, subject)) {
     for (const Measurement* const base : Of(point, other)) {
-      if (one->round != base->round || !one->figures.contains(figure)) continue;
-      if (base->figures.contains(figure)) {
+      if (one->round == base->round && one->figures.contains(figure) &&
+          base->figures.contains(figure)) {
         ratios.push_back(one->figures.at(figure) / base->figures.at(figure));
       }
     }
   }
-  std::sort(ratios.begin(), ratios.end());
   return ratios;
+}
+
+double Results::MedianOf(const Point& point, const std::string& subject,
+                         const std::string& figure) const {
+  return Median(Values(point, subject, figure));
+}
+
+double Results::MedianRatio(const Point& point, const std::string& subject,
+                            const std::string& other, const std::string& figure) const {
+  return Median(Ratios(point, subject, other, figure));
 }
 
 std::string Results::Cell(const Point& point, const std::string& subject,
                           const Column& column) const {
-  const std::vector<double> values = Values(point, subject, column.figure);
-  const std::vector<double> ratios = Ratios(point, subject, column.to, column.figure);
-  const auto range = [&] {
-    return Number(ratios.front(), column.digits) + " to " + Number(ratios.back(), column.digits);
-  };
+  const bool toOther = column.of == Column::Of::kRatio || column.of == Column::Of::kRange;
+  const std::vector<double> values = toOther ? Ratios(point, subject, column.to, column.figure)
+                                             : Values(point, subject, column.figure);
+  if (values.empty()) return "-";
+  const auto [least, most] = std::ranges::minmax(values);
   switch (column.of) {
     case Column::Of::kMost:
-      return Number(values.empty() ? kNone : *std::ranges::max_element(values), column.digits);
+      return Number(most, column.digits);
     case Column::Of::kSum:
       return Number(std::accumulate(values.begin(), values.end(), 0.0), column.digits);
-    case Column::Of::kRatio:
-      return Number(Median(ratios), column.digits);
     case Column::Of::kRange:
-      return ratios.empty() ? "-" : range();
+      return Number(least, column.digits) + " to " + Number(most, column.digits);
+    case Column::Of::kRatio:
     case Column::Of::kMedian:
       break;
   }
   return Number(Median(values), column.digits);
 }
 
-void Results::Print(const Point& point, const std::vector<Subject>& subjects,
+void Results::Print(const std::vector<Point>& points, const std::vector<Subject>& subjects,
                     const std::vector<Column>& columns) const {
   std::vector<std::vector<std::string>> rows = {{"subject"}};
   for (const Column& column : columns) rows.front().emplace_back(column.title);
-  for (const Subject& subject : subjects) {
-    const auto all = Of(point, subject.name);
-    if (all.empty()) continue;
-    rows.push_back({subject.name + (all.front()->unchanged ? "" : " *")});
-    for (const Column& column : columns) {
-      rows.back().push_back(Cell(point, subject.name, column));
+  for (const Point& point : points) {
+    for (const Subject& subject : subjects) {
+      const auto all = Of(point, subject.name);
+      if (all.empty()) continue;
+      const std::string load = points.size() > 1 ? point.title + ", " : "";
+      rows.push_back({load + subject.name + (all.front()->unchanged ? "" : " *")});
+      for (const Column& column : columns) {
+        rows.back().push_back(Cell(point, subject.name, column));
+      }
     }
   }
-  PrintTable(point.title, rows);
-}
-
-void Results::PrintCourse(const std::vector<Point>& points) const {
-  std::vector<std::vector<std::string>> rows = {
-      {"", "bare us", "tavok us", "to bare", "tavok peak MB"}};
-  for (const Point& point : points) {
-    rows.push_back({point.title, Number(MedianOf(point, "bare", "cpu_us"), 3),
-                    Number(MedianOf(point, "tavok", "cpu_us"), 3),
-                    Number(Median(Ratios(point, "tavok", "bare", "cpu_us")), 3),
-                    Number(MedianOf(point, "tavok", "peak_mb"), 2)});
-  }
-  PrintTable("One run, piece by piece", rows);
+  PrintTable(points.size() > 1 ? "One run, piece by piece" : points.front().title, rows);
 }
 
 void Results::WriteRows(const std::string& path) const {
@@ -141,12 +125,15 @@ void Results::WriteMedians(const std::string& path, const std::vector<Point>& po
                            const std::vector<Subject>& subjects) const {
   std::ofstream file(path);
   file << "section,x,subject";
-  for (const Column& column : kMedians) file << ',' << column.title;
+  for (const std::string& figure : kFigures) file << ',' << figure << ',' << figure << "_ratio";
   for (const Point& point : points) {
     for (const Subject& subject : subjects) {
       if (Of(point, subject.name).empty()) continue;
       file << '\n' << point.section << ',' << point.x << ',' << subject.name;
-      for (const Column& column : kMedians) file << ',' << Cell(point, subject.name, column);
+      for (const std::string& figure : kFigures) {
+        file << ',' << Number(MedianOf(point, subject.name, figure), 4) << ','
+             << Number(MedianRatio(point, subject.name, "bare", figure), 4);
+      }
     }
   }
   file << '\n';

@@ -40,9 +40,6 @@ struct Column {
   const char* to = "";
 };
 
-/// Of an empty list, not a number.
-double Median(std::vector<double> values);
-
 /// Everything that one run has measured. A round's measurements of one point were made one after
 /// the other, so a ratio is made within a round, and the median is taken of the ratios.
 class Results {
@@ -52,17 +49,14 @@ class Results {
   /// Not a number, when it was not measured.
   double MedianOf(const Point& point, const std::string& subject, const std::string& figure) const;
 
-  /// The ratios of a figure to another subject's, one a round, in rising order.
-  std::vector<double> Ratios(const Point& point, const std::string& subject,
-                             const std::string& other, const std::string& figure) const;
+  /// The median of a figure's ratios to another subject's.
+  double MedianRatio(const Point& point, const std::string& subject, const std::string& other,
+                     const std::string& figure) const;
 
-  /// Prints what the subjects have made of one load, as a table. A star marks a subject that does
-  /// not write the text unchanged.
-  void Print(const Point& point, const std::vector<Subject>& subjects,
+  /// Prints what the subjects have made of one load, or of each load of one run, as a table. A star
+  /// marks a subject that does not write the text unchanged.
+  void Print(const std::vector<Point>& points, const std::vector<Subject>& subjects,
              const std::vector<Column>& columns) const;
-
-  /// Prints how tavok's cost and the bare loop's develop over the points of one run.
-  void PrintCourse(const std::vector<Point>& points) const;
 
   /// One row a measurement.
   void WriteRows(const std::string& path) const;
@@ -75,6 +69,8 @@ class Results {
   std::vector<const Measurement*> Of(const Point& point, const std::string& subject) const;
   std::vector<double> Values(const Point& point, const std::string& subject,
                              const std::string& figure) const;
+  std::vector<double> Ratios(const Point& point, const std::string& subject,
+                             const std::string& other, const std::string& figure) const;
   std::string Cell(const Point& point, const std::string& subject, const Column& column) const;
 
   std::vector<Measurement> m_all;

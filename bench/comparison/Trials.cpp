@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "SystemCalls.h"
+#include "Strace.h"
 #include "Table.h"
 #include "Waiting.h"
 
@@ -105,14 +105,12 @@ Figures MeasureRotation(const Load& load, Running& running, const Written& each)
 }
 
 Figures CountCalls(Load load, const Running& running, const Written& each) {
-  const bool strace = load.numbered || !SystemCalls::HasKernelEvent();
-  // strace would make a backlog of any rate.
-  if (strace && (!SystemCalls::HasStrace() || load.udp)) return {};
-  if (strace) load.datagrams = std::min(load.datagrams, kTracedDatagrams);
+  if (!Strace::IsInstalled()) return {};
+  load.datagrams = std::min(load.datagrams, kTracedDatagrams);
   const auto written = load.numbered ? running.LogFiles() : std::vector<std::filesystem::path>();
-  SystemCalls calls(running.Pids(), running.At().directory / "calls", written);
+  Strace strace(running.Pids(), running.At().directory / "calls", written);
   const double received = Send(load, running, each)["received"];
-  return {{load.numbered ? "writes" : "calls", static_cast<double>(calls.Stop()) / received}};
+  return {{load.numbered ? "writes" : "calls", static_cast<double>(strace.Stop()) / received}};
 }
 
 void PrintTexts(const std::vector<Subject>& subjects) {

@@ -20,45 +20,42 @@ distinct(column) = system("awk -F, 'NR > 1 && !seen[$".column."]++ { print $".co
 found = distinct(3)
 present = ""
 do for [s in subjects] { do for [f in found] { if (s eq f) { present = present." ".s } } }
-measured(section) = strstrt(distinct(1), section) > 0
 number(s) = sum [i=1:words(subjects)] (word(subjects, i) eq s ? i : 0)
 cell(section, s, column) = strcol(1) eq section && strcol(3) eq s ? column : NaN
+
+section = ""
+measured(name) = (section = name, strstrt(distinct(1), name) > 0)
+draw = "plot for [s in present] medians using 2:(cell(section, s, column(figure) + above)) ".\
+  "with linespoints lt number(s) title s"
 
 set ylabel "CPU time per datagram, microseconds"
 set yrange [0:*]
 set logscale x 2
+figure = "cpu_us"
+above = 0
 
-if (measured("unix-size")) {
-set output out."/cost-by-size.svg"
 set title "Unix socket, 4 senders, as fast as taken"
 set xlabel "bytes in a datagram"
 set xtics (16, 100, 400, 1024)
-plot for [s in present] medians using 2:(cell("unix-size", s, column("cpu_us"))) \
-  with linespoints lt number(s) title s
-}
+set output out."/cost-by-size.svg"
+if (measured("unix-size")) { @draw }
 
-if (measured("unix-senders")) {
-set output out."/cost-by-senders.svg"
 set title "Unix socket, 100 bytes, as fast as taken"
 set xlabel "senders"
 set xtics (1, 4, 16, 64)
-plot for [s in present] medians using 2:(cell("unix-senders", s, column("cpu_us"))) \
-  with linespoints lt number(s) title s
-}
+set output out."/cost-by-senders.svg"
+if (measured("unix-senders")) { @draw }
 
-if (measured("udp-rate")) {
+set title "UDP, 100 bytes"
 set xlabel "datagrams sent per second"
 set xtics ("20,000" 20000, "50,000" 50000, "100,000" 100000, "200,000" 200000)
-
 set output out."/cost-by-rate.svg"
-set title "UDP, 100 bytes"
-plot for [s in present] medians using 2:(cell("udp-rate", s, column("cpu_us"))) \
-  with linespoints lt number(s) title s
+if (measured("udp-rate")) { @draw }
 
-set output out."/loss-by-rate.svg"
 set ylabel "lost, percent (the axis is steps of ten, 0 at its foot)"
 set logscale y
 set yrange [0.001:100]
-plot for [s in present] medians using 2:(cell("udp-rate", s, column("lost_percent") + 0.001)) \
-  with linespoints lt number(s) title s
-}
+figure = "lost_percent"
+above = 0.001
+set output out."/loss-by-rate.svg"
+if (measured("udp-rate")) { @draw }

@@ -32,69 +32,53 @@ class EngineWrite {
 };
 
 // A directory with that many rotated files in it.
-class RotatedFiles {
- public:
+struct RotatedFiles {
   explicit RotatedFiles(int count) {
     for (int i = 0; i < count; ++i) {
-      WriteFile(m_directory / ("tavok_20240131_" + std::to_string(100'000 + i) + ".log"), "");
+      WriteFile(directory / ("tavok_20240131_" + std::to_string(100'000 + i) + ".log"), "");
     }
   }
 
- protected:
-  const TempDir m_directory;
+  const TempDir directory;
 };
 
-class RecyclingScan : RotatedFiles {
- public:
+struct RecyclingScan : RotatedFiles {
   using RotatedFiles::RotatedFiles;
   auto operator()() {
     std::uint32_t totalSize = 0;
     std::uint32_t oldestTime = UINT32_MAX;
-    m_engine.GetLastModified(m_oldestName, totalSize, oldestTime);
+    engine.GetLastModified(oldestName, totalSize, oldestTime);
     return totalSize;
   }
 
- private:
-  const CLogServerEngine m_engine{m_directory / "", 0, 0, 0, true};
-  std::string m_oldestName;
+  const CLogServerEngine engine{directory / "", 0, 0, 0, true};
+  std::string oldestName;
 };
 
-class ReaddirStat : RotatedFiles {
- public:
+struct ReaddirStat : RotatedFiles {
   using RotatedFiles::RotatedFiles;
   off_t operator()() {
-    DIR* const directory = ::opendir(m_directory.Path().c_str());
+    DIR* const opened = ::opendir(directory.Path().c_str());
     off_t total = 0;
-    while (const dirent* const entry = ::readdir(directory)) {
+    while (const dirent* const entry = ::readdir(opened)) {
       struct stat status;
-      m_path.resize(m_directory.Path().size() + 1);
-      if (::stat(m_path.append(entry->d_name).c_str(), &status) == 0) total += status.st_size;
+      path.resize(directory.Path().size() + 1);
+      if (::stat(path.append(entry->d_name).c_str(), &status) == 0) total += status.st_size;
     }
-    ::closedir(directory);
+    ::closedir(opened);
     return total;
   }
 
- private:
-  std::string m_path = m_directory / "";
+  std::string path = directory / "";
 };
 
-void AddReports() {
-  // A system log would be flooded. Nothing else uses standard error.
+// Standard error is muted for good: nothing else uses it. A system log would be flooded.
+template <class Report>
+void AddReport(const char* name, Report report) {
   if (::access("/dev/log", F_OK) == 0) return;
-  const auto mute = [] { benchmark::DoNotOptimize(std::freopen("/dev/null", "a", stderr)); };
-  Piece("LogMessage", [mute] {
-    mute();
-    return [] {
-      Log(kLogError, "failed to remove pid file %s", "/run/tavok.pid");
-      return 0;
-    };
-  });
-  Piece("LogMessage_FprintfSyslog", [mute] {
-    mute();
-    return [] {
-      ::syslog(LOG_ERR, "failed to remove pid file %s", "/run/tavok.pid");
-      return std::fprintf(stderr, "failed to remove pid file %s\n", "/run/tavok.pid");
-    };
+  Piece(name, [report] {
+    benchmark::DoNotOptimize(std::freopen("/dev/null", "a", stderr));
+    return report;
   });
 }
 
@@ -112,5 +96,14 @@ void AddDaemonPieces() {
     Piece(
         "RecyclingScan_ReaddirStat", [count] { return ReaddirStat(count); }, count);
   }
-  AddReports();
+  static constexpr char kReport[] = "failed to remove pid file %s";
+  static constexpr char kFile[] = "/run/tavok.pid";
+  AddReport("LogMessage", [] {
+    Log(kLogError, kReport, kFile);
+    return 0;
+  });
+  AddReport("LogMessage_FprintfSyslog", [] {
+    ::syslog(LOG_ERR, kReport, kFile);
+    return std::fprintf(stderr, "failed to remove pid file %s\n", kFile);
+  });
 }

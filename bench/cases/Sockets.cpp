@@ -15,52 +15,51 @@ namespace {
 const std::string kText(100, 'x');
 
 // Two connected sockets; what goes into one comes out of the other.
-class SocketPair {
- public:
+struct SocketPair {
   SocketPair() {
-    if (::socketpair(AF_UNIX, SOCK_DGRAM, 0, m_ends) == -1) std::abort();
-    m_receiver.Attach(static_cast<unsigned>(m_ends[1]));
+    if (::socketpair(AF_UNIX, SOCK_DGRAM, 0, ends) == -1) std::abort();
+    receiver.Attach(static_cast<unsigned>(ends[1]));
+    Send();
   }
   SocketPair(const SocketPair&) = delete;
   SocketPair& operator=(const SocketPair&) = delete;
-  ~SocketPair() { ::close(m_ends[0]); }
+  ~SocketPair() { ::close(ends[0]); }
 
-  auto Send() const { return ::send(m_ends[0], kText.data(), kText.size(), 0); }
+  void Send() { benchmark::DoNotOptimize(::send(ends[0], kText.data(), kText.size(), 0)); }
 
- protected:
-  int m_ends[2];
-  qel::QELSocket m_receiver;
-  char m_text[1024];
-  alignas(sockaddr) char m_from[4096];
-  unsigned m_length = sizeof m_from;
-  sockaddr* const m_address = reinterpret_cast<sockaddr*>(m_from);
+  int ends[2];
+  qel::QELSocket receiver;
+  char text[1024];
+  sockaddr_storage from;
+  sockaddr* const address = reinterpret_cast<sockaddr*>(&from);
+  unsigned length = sizeof from;
 };
 
-// These receive one for each that is sent, the cost of sending included.
+// These receive one and send the next, the cost of sending included.
 struct SocketReceive : SocketPair {
   auto operator()() {
-    benchmark::DoNotOptimize(Send());
-    m_length = sizeof m_from;
-    return m_receiver._ReceiveFromEx(m_text, sizeof m_text, m_address, &m_length, 0, 1);
+    length = sizeof from;
+    const auto size = receiver._ReceiveFromEx(text, sizeof text, address, &length, 0, 1);
+    Send();
+    return size;
   }
 };
 struct Recvfrom : SocketPair {
   auto operator()() {
-    benchmark::DoNotOptimize(Send());
-    m_length = sizeof m_from;
-    return ::recvfrom(m_ends[1], m_text, sizeof m_text, 0, m_address, &m_length);
+    length = sizeof from;
+    const auto size = ::recvfrom(ends[1], text, sizeof text, 0, address, &length);
+    Send();
+    return size;
   }
 };
 
 // A wait that is over at once: select, and the look for a pending error.
 struct SocketWait : SocketPair {
-  SocketWait() { Send(); }
-  auto operator()() { return m_receiver.Select(qel::QELSocket::kReadable, 5000); }
+  auto operator()() { return receiver.Select(qel::QELSocket::kReadable, 5000); }
 };
 struct Poll : SocketPair {
-  Poll() { Send(); }
   auto operator()() {
-    pollfd entry{m_ends[1], POLLIN, 0};
+    pollfd entry{ends[1], POLLIN, 0};
     return ::poll(&entry, 1, 5000);
   }
 };

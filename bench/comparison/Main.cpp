@@ -44,7 +44,7 @@ bool Comparison::Run() {
   for (const Section& section : Plan(m_options)) {
     if (section.points.empty()) {
       PrintTexts(TakingPart(m_subjects, section, m_options));
-    } else if (section.inOneRun) {
+    } else if ((section.traits & Section::kInOneRun) != 0) {
       MeasureSection(section, section.points);
     } else {
       for (const Point& point : section.points) MeasureSection(section, {point});
@@ -73,7 +73,8 @@ void Progress(const std::string& what) {
 // First once to count the calls, if cost is looked at; then the rounds. Who goes first changes.
 void Comparison::MeasureSection(const Section& section, const std::vector<Point>& points) {
   const std::vector<Subject> subjects = TakingPart(m_subjects, section, m_options);
-  for (int round = section.counts ? 0 : 1; round <= section.rounds; ++round) {
+  for (int round = (section.traits & Section::kCounts) != 0 ? 0 : 1; round <= section.rounds;
+       ++round) {
     for (std::size_t turn = 0; turn < subjects.size(); ++turn) {
       const Subject& subject = subjects[(turn + static_cast<std::size_t>(round)) % subjects.size()];
       Progress(section.name + ": " + points.back().title + ", round " + std::to_string(round) +
@@ -92,7 +93,8 @@ void Comparison::Measure(const Section& section, const std::vector<Point>& point
   for (const Point& point : points) {
     const Figures figures = round == 0 ? CountCalls(point.load, running, each)
                                        : section.measure(point.load, running, each);
-    if (!section.mayLose && !point.load.udp && round > 0) RequireAll(subject, figures);
+    if ((section.traits & Section::kMayLose) == 0 && !point.load.udp && round > 0)
+      RequireAll(subject, figures);
     m_results.Add({point.section, point.x, subject.name, round, each.unchanged, figures});
   }
 }
@@ -107,8 +109,7 @@ void Comparison::RequireAll(const Subject& subject, const Figures& figures) {
 
 void Comparison::Write(const std::vector<Point>& points) const {
   const std::string& out = m_options.out;
-  m_results.WriteRows(out + "/rows.csv");
-  m_results.WriteMedians(out + "/medians.csv", points, m_subjects);
+  m_results.Write(out, points, m_subjects);
   if (m_options.smoke) return;
   PrintLimits(m_results);
   const std::string plot = "gnuplot -e \"medians='" + out + "/medians.csv'; out='" + out + "'\" ";

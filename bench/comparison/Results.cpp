@@ -9,17 +9,9 @@
 
 namespace {
 
-constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 const std::vector<std::string> kFigures = {
     "sent",  "received", "lost_percent", "per_second", "cpu_us", "peak_mb", "start_ms",
     "calls", "own_mb",   "stored_bytes", "writes",     "lost",   "faults",  "files"};
-
-double Median(std::vector<double> values) {
-  if (values.empty()) return kNone;
-  std::sort(values.begin(), values.end());
-  const std::size_t half = values.size() / 2;
-  return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
 
 }  // namespace
 
@@ -34,57 +26,43 @@ std::vector<const Measurement*> Results::Of(const Point& point, const std::strin
 }
 
 std::vector<double> Results::Values(const Point& point, const std::string& subject,
-                                    const std::string& figure) const {
+                                    const std::string& figure, const std::string& to) const {
   std::vector<double> values;
   for (const Measurement* const one : Of(point, subject)) {
-    if (one->figures.contains(figure)) values.push_back(one->figures.at(figure));
+    if (!one->figures.contains(figure)) continue;
+    if (to.empty()) values.push_back(one->figures.at(figure));
+    for (const Measurement* const base : Of(point, to)) {
+      if (base->round != one->round || !base->figures.contains(figure)) continue;
+      values.push_back(one->figures.at(figure) / base->figures.at(figure));
+    }
   }
+  std::sort(values.begin(), values.end());
   return values;
 }
 
-std::vector<double> Results::Ratios(const Point& point, const std::string& subject,
-                                    const std::string& other, const std::string& figure) const {
-  std::vector<double> ratios;
-  for (const Measurement* const one : Of(point, subject)) {
-    for (const Measurement* const base : Of(point, other)) {
-      if (one->round == base->round && one->figures.contains(figure) &&
-          base->figures.contains(figure)) {
-        ratios.push_back(one->figures.at(figure) / base->figures.at(figure));
-      }
-    }
-  }
-  return ratios;
-}
-
-double Results::MedianOf(const Point& point, const std::string& subject,
-                         const std::string& figure) const {
-  return Median(Values(point, subject, figure));
-}
-
-double Results::MedianRatio(const Point& point, const std::string& subject,
-                            const std::string& other, const std::string& figure) const {
-  return Median(Ratios(point, subject, other, figure));
+double Results::MedianOf(const Point& point, const std::string& subject, const std::string& figure,
+                         const std::string& to) const {
+  const std::vector<double> values = Values(point, subject, figure, to);
+  if (values.empty()) return std::numeric_limits<double>::quiet_NaN();
+  return (values[values.size() / 2] + values[(values.size() - 1) / 2]) / 2;
 }
 
 std::string Results::Cell(const Point& point, const std::string& subject,
                           const Column& column) const {
-  const bool toOther = column.of == Column::Of::kRatio || column.of == Column::Of::kRange;
-  const std::vector<double> values = toOther ? Ratios(point, subject, column.to, column.figure)
-                                             : Values(point, subject, column.figure);
+  const std::vector<double> values = Values(point, subject, column.figure, column.to);
+  const auto text = [&](double value) { return Number(value, column.digits); };
   if (values.empty()) return "-";
-  const auto [least, most] = std::ranges::minmax(values);
   switch (column.of) {
     case Column::Of::kMost:
-      return Number(most, column.digits);
+      return text(values.back());
     case Column::Of::kSum:
-      return Number(std::accumulate(values.begin(), values.end(), 0.0), column.digits);
+      return text(std::accumulate(values.begin(), values.end(), 0.0));
     case Column::Of::kRange:
-      return Number(least, column.digits) + " to " + Number(most, column.digits);
-    case Column::Of::kRatio:
+      return text(values.front()) + " to " + text(values.back());
     case Column::Of::kMedian:
       break;
   }
-  return Number(Median(values), column.digits);
+  return text(MedianOf(point, subject, column.figure, column.to));
 }
 
 void Results::Print(const std::vector<Point>& points, const std::vector<Subject>& subjects,
@@ -105,36 +83,34 @@ void Results::Print(const std::vector<Point>& points, const std::vector<Subject>
   PrintTable(points.size() > 1 ? "One run, piece by piece" : points.front().title, rows);
 }
 
-void Results::WriteRows(const std::string& path) const {
-  std::ofstream file(path);
-  file << "section,x,subject,round,unchanged";
-  for (const std::string& figure : kFigures) file << ',' << figure;
-  file << '\n';
+void Results::Write(const std::string& directory, const std::vector<Point>& points,
+                    const std::vector<Subject>& subjects) const {
+  std::ofstream rows(directory + "/rows.csv");
+  std::ofstream medians(directory + "/medians.csv");
+  rows << "section,x,subject,round,unchanged";
+  medians << "section,x,subject";
+  for (const std::string& figure : kFigures) {
+    rows << ',' << figure;
+    medians << ',' << figure << ',' << figure << "_ratio";
+  }
   for (const Measurement& one : m_all) {
-    file << one.section << ',' << one.x << ',' << one.subject << ',' << one.round << ','
+    rows << '\n'
+         << one.section << ',' << one.x << ',' << one.subject << ',' << one.round << ','
          << one.unchanged;
     for (const std::string& figure : kFigures) {
-      file << ',';
-      if (one.figures.contains(figure)) file << Number(one.figures.at(figure), 4);
+      rows << ',' << (one.figures.contains(figure) ? Number(one.figures.at(figure), 4) : "");
     }
-    file << '\n';
   }
-}
-
-void Results::WriteMedians(const std::string& path, const std::vector<Point>& points,
-                           const std::vector<Subject>& subjects) const {
-  std::ofstream file(path);
-  file << "section,x,subject";
-  for (const std::string& figure : kFigures) file << ',' << figure << ',' << figure << "_ratio";
   for (const Point& point : points) {
     for (const Subject& subject : subjects) {
       if (Of(point, subject.name).empty()) continue;
-      file << '\n' << point.section << ',' << point.x << ',' << subject.name;
+      medians << '\n' << point.section << ',' << point.x << ',' << subject.name;
       for (const std::string& figure : kFigures) {
-        file << ',' << Number(MedianOf(point, subject.name, figure), 4) << ','
-             << Number(MedianRatio(point, subject.name, "bare", figure), 4);
+        medians << ',' << Number(MedianOf(point, subject.name, figure), 4) << ','
+                << Number(MedianOf(point, subject.name, figure, "bare"), 4);
       }
     }
   }
-  file << '\n';
+  rows << '\n';
+  medians << '\n';
 }

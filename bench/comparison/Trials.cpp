@@ -105,12 +105,13 @@ Figures MeasureRotation(const Load& load, Running& running, const Written& each)
 }
 
 Figures CountCalls(Load load, const Running& running, const Written& each) {
-  if (!Strace::IsInstalled()) return {};
+  if (!HasStrace()) return {};
   load.datagrams = std::min(load.datagrams, kTracedDatagrams);
   const auto written = load.numbered ? running.LogFiles() : std::vector<std::filesystem::path>();
-  Strace strace(running.Pids(), running.At().directory / "calls", written);
-  const double received = Send(load, running, each)["received"];
-  return {{load.numbered ? "writes" : "calls", static_cast<double>(strace.Stop()) / received}};
+  double received = 0;
+  const auto send = [&] { received = Send(load, running, each)["received"]; };
+  const long calls = CountedCalls(running.Pids(), running.At().directory / "calls", written, send);
+  return {{load.numbered ? "writes" : "calls", static_cast<double>(calls) / received}};
 }
 
 void PrintTexts(const std::vector<Subject>& subjects) {

@@ -29,7 +29,6 @@ class Comparison {
   void Measure(const Section& section, const std::vector<Point>& points, const Subject& subject,
                int round);
   void RequireAll(const Subject& subject, const Figures& figures);
-  void Write(const std::vector<Point>& points) const;
 
   const Options m_options;
   const std::vector<Subject> m_subjects;
@@ -51,16 +50,14 @@ bool Comparison::Run() {
     }
     points.insert(points.end(), section.points.begin(), section.points.end());
   }
-  Write(points);
+  m_results.Write(m_options.out, points, m_subjects);
+  if (!m_options.smoke) PrintLimits(m_results);
   return m_complete;
 }
 
 void Comparison::DescribeMachine() const {
   const std::string command =
       "{ uname -sr; lscpu | grep -E '^(CPU\\(s\\)|Model name)'; "
-      "echo rounds: " +
-      std::to_string(m_options.rounds) +
-      "; "
       "grep . /proc/sys/net/unix/max_dgram_qlen /dev/null; } | tee ";
   Process(ShellWords(command + m_options.out + "/machine.txt")).Exit();
 }
@@ -93,8 +90,8 @@ void Comparison::Measure(const Section& section, const std::vector<Point>& point
   for (const Point& point : points) {
     const Figures figures = round == 0 ? CountCalls(point.load, running, each)
                                        : section.measure(point.load, running, each);
-    if ((section.traits & Section::kMayLose) == 0 && !point.load.udp && round > 0)
-      RequireAll(subject, figures);
+    const bool mayLose = (section.traits & Section::kMayLose) != 0 || point.load.udp;
+    if (!mayLose && round > 0) RequireAll(subject, figures);
     m_results.Add({point.section, point.x, subject.name, round, each.unchanged, figures});
   }
 }
@@ -105,15 +102,6 @@ void Comparison::RequireAll(const Subject& subject, const Figures& figures) {
   (void)std::fprintf(stderr,
                      "\n%s has lost, repeated, moved or torn what came over a Unix socket\n",
                      subject.name.c_str());
-}
-
-void Comparison::Write(const std::vector<Point>& points) const {
-  const std::string& out = m_options.out;
-  m_results.Write(out, points, m_subjects);
-  if (m_options.smoke) return;
-  PrintLimits(m_results);
-  const std::string plot = "gnuplot -e \"medians='" + out + "/medians.csv'; out='" + out + "'\" ";
-  if (Process(ShellWords(plot + PLOT_SCRIPT)).Exit() != 0) Progress("There are no plots.");
 }
 
 }  // namespace

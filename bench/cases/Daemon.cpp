@@ -18,17 +18,15 @@ namespace {
 const std::string kText = std::string(99, 'x') + "\n";
 
 // /dev/null for a file: what is left is the way there.
-class EngineWrite {
- public:
+struct EngineWrite {
   EngineWrite() {
-    std::filesystem::create_symlink("/dev/null", m_directory / "tmp.tavok");
-    m_engine.Init();
+    std::filesystem::create_symlink("/dev/null", directory / "tmp.tavok");
+    engine.Init();
   }
-  auto operator()() { return m_engine.Write(kText.c_str()); }
+  auto operator()() { return engine.Write(kText.c_str()); }
 
- private:
-  const TempDir m_directory;
-  CLogServerEngine m_engine{m_directory.Path(), 0, 0, 0, true};
+  const TempDir directory;
+  CLogServerEngine engine{directory.Path(), 0, 0, 0, true};
 };
 
 // A directory with that many rotated files in it.

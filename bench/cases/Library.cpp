@@ -1,11 +1,9 @@
 #include <atomic>
 #include <cstdio>
-#include <map>
 #include <memory>
-#include <sstream>
+#include <string>
 
 #include "Piece.h"
-#include "QELIniFile.h"
 #include "QELRefCount.h"
 #include "QELString.h"
 
@@ -38,40 +36,6 @@ std::string PlainlyFormatted() {
   return text;
 }
 
-// A megabyte of sections with 20 keys each.
-std::string IniText() {
-  std::string text;
-  for (int section = 0; text.size() < 1'000'000; ++section) {
-    text += "[Section" + std::to_string(section) + "]\n# a remark\n";
-    for (int key = 0; key < 20; ++key) {
-      text += "Key" + std::to_string(key) + " = the value of key " + std::to_string(key) + "\n";
-    }
-  }
-  return text;
-}
-
-// Lines into nested maps: no blanks dropped, no letter case ignored.
-std::size_t PlainlyParsed(const std::string& text) {
-  std::map<std::string, std::map<std::string, std::string>> sections;
-  std::map<std::string, std::string>* section = nullptr;
-  std::istringstream lines(text);
-  for (std::string line; std::getline(lines, line);) {
-    if (line.empty() || line[0] == '#') continue;
-    if (line[0] == '[') {
-      section = &sections[line.substr(1, line.find(']') - 1)];
-    } else if (const std::size_t equals = line.find('='); equals != std::string::npos) {
-      (*section)[line.substr(0, equals)] = line.substr(equals + 1);
-    }
-  }
-  return sections.size();
-}
-
-std::size_t Parsed(const std::string& text) {
-  qel::CIniFile file;
-  file.ParseText(text);
-  return file.Sections().size();
-}
-
 }  // namespace
 
 void AddLibraryPieces() {
@@ -79,6 +43,4 @@ void AddLibraryPieces() {
   Piece("Format",
         [] { return [] { return qel::QELSPrintf("%s%s%s.log", kDirectory, "tavok_", kStamp); }; });
   Piece("Format_Snprintf", [] { return PlainlyFormatted; });
-  Piece("IniParse", [] { return [text = IniText()] { return Parsed(text); }; });
-  Piece("IniParse_Getline", [] { return [text = IniText()] { return PlainlyParsed(text); }; });
 }

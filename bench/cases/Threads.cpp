@@ -1,8 +1,5 @@
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
-#include <deque>
-#include <functional>
 #include <mutex>
 #include <thread>
 
@@ -11,8 +8,6 @@
 #include "QELThread.h"
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 // An auto-reset event, as plainly as can be; 0 looks at it only.
 class Signal {
@@ -34,13 +29,6 @@ class Signal {
   std::mutex m_mutex;
   std::condition_variable m_changed;
   bool m_set = false;
-};
-
-template <class Event>
-struct EventPoll {
-  bool operator()() { return event.Lock(0); }
-
-  Event event;
 };
 
 // A library thread that answers; one call is two hand-overs: to it and back.
@@ -74,74 +62,13 @@ class EventHandOver {
   CRefCount<qel::QELThread> m_thread;
 };
 
-std::atomic<Clock::rep> s_ranAt{0};
-
-void NoteRun() { s_ranAt = Clock::now().time_since_epoch().count(); }
-
-class NotingItem final : public qel::CThreadAPC {
-  void run() override { NoteRun(); }
-};
-
-// Posts to a thread that has had the time to fall asleep, waits until it has run, and tells how
-// long that took.
-template <class Post>
-void TimePostToRun(benchmark::State& state, Post post) {
-  for (auto _ : state) {
-    s_ranAt = 0;
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    const auto posted = Clock::now();
-    post();
-    while (s_ranAt == 0) std::this_thread::yield();
-    const Clock::time_point ran{Clock::duration(s_ranAt)};
-    state.SetIterationTime(std::chrono::duration<double>(ran - posted).count());
-  }
-}
-
-// The time until the item runs. QueueAPC itself returns up to 10 ms later, with its next look.
-void WorkItemPostToRun(benchmark::State& state) {
-  QELEvent end;
-  CRefCount<qel::QELThread> thread;
-  const auto wait = [](void* event) -> unsigned {
-    return static_cast<QELEvent*>(event)->Lock(qel::QELInfinite);
-  };
-  qel::QELBeginThread(thread, wait, &end);
-  TimePostToRun(state, [&] { thread->QueueAPC(new NotingItem); });
-  end.Set();
-  while (thread->IsRunning()) std::this_thread::yield();
-}
-
-// An auto-reset event for each post is enough here: one function is queued at a time.
-void WorkItemPostToRun_FunctionQueue(benchmark::State& state) {
-  std::mutex mutex;
-  std::deque<std::function<void()>> queue;
-  Signal posted;
-  const auto post = [&](const std::function<void()>& function) {
-    const std::lock_guard lock(mutex);
-    queue.push_back(function);
-    posted.Set();
-  };
-  const auto taken = [&] {
-    posted.Lock(qel::QELInfinite);
-    const std::lock_guard lock(mutex);
-    const auto function = std::move(queue.front());
-    queue.pop_front();
-    return function;
-  };
-  const std::jthread thread([&] {
-    while (const auto function = taken()) function();
-  });
-  TimePostToRun(state, [&] { post(NoteRun); });
-  post({});  // ends the thread
-}
-
-BENCHMARK(WorkItemPostToRun)->UseManualTime()->Iterations(200);
-BENCHMARK(WorkItemPostToRun_FunctionQueue)->UseManualTime()->Iterations(200);
-
 }  // namespace
 
 void AddThreadPieces() {
-  Piece("EventPoll", [] { return EventPoll<QELManualEvent>(); });
-  Piece("EventPoll_Mutex", [] { return EventPoll<Signal>(); });
+  static QELManualEvent event;
+  static Signal signal;
+  Piece("EventPoll", [] { return [] { return event.Lock(0); }; });
+  Piece("EventPoll_Mutex", [] { return [] { return signal.Lock(0); }; });
   Piece("EventHandOver", [] { return EventHandOver<QELEvent>(); })->UseRealTime();
   Piece("EventHandOver_ConditionVariable", [] { return EventHandOver<Signal>(); })->UseRealTime();
 }

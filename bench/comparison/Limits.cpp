@@ -3,8 +3,6 @@
 #include <cmath>
 #include <limits>
 
-#include "Table.h"
-
 namespace {
 
 constexpr double kAny = std::numeric_limits<double>::infinity();

@@ -8,9 +8,7 @@
 #include <stdexcept>
 
 #include "Limits.h"
-#include "Options.h"
 #include "Plan.h"
-#include "Results.h"
 #include "Trials.h"
 
 namespace {
@@ -99,9 +97,7 @@ void Comparison::Measure(const Section& section, const std::vector<Point>& point
 void Comparison::RequireAll(const Subject& subject, const Figures& figures) {
   if (figures.at("lost") == 0 && (!figures.contains("faults") || figures.at("faults") == 0)) return;
   m_complete = false;
-  (void)std::fprintf(stderr,
-                     "\n%s has lost, repeated, moved or torn what came over a Unix socket\n",
-                     subject.name.c_str());
+  Progress(subject.name + " has lost, repeated, moved or torn what came over a Unix socket\n");
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ pid_t StartSender(const Load& load, const Running& subject, unsigned number, int
   try {
     if (load.udp) UseSenderProcessor();
     sent = Feed(load, number, Feeder(subject));
-    atEnd();
+    if (atEnd) atEnd();
     ::_exit(0);
   } catch (const std::exception& e) {
     (void)std::fprintf(stderr, "\na sender: %s\n", e.what());
@@ -73,7 +73,7 @@ pid_t StartSender(const Load& load, const Running& subject, unsigned number, int
 // Sends the load, by processes that each call `atEnd` when their last send has returned. Returns
 // how many each has sent.
 std::vector<int> SendAll(const Load& load, const Running& subject, const Action& meanwhile,
-                         const Action& atEnd) {
+                         const Action& atEnd = {}) {
   constexpr std::size_t kShared = 4096;  // bytes: enough for a thousand senders
   void* const shared =
       ::mmap(nullptr, kShared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -83,7 +83,7 @@ std::vector<int> SendAll(const Load& load, const Running& subject, const Action&
   for (unsigned i = 0; i < load.senders; ++i) {
     pids.push_back(StartSender(load, subject, i, sent[i], atEnd));
   }
-  meanwhile();
+  if (meanwhile) meanwhile();
   bool failed = false;
   for (const pid_t pid : pids) {
     int status = 0;
@@ -145,8 +145,7 @@ void Feeder::Send(const std::string& text) const {
 Written WarmUp(const Load& load, const Running& subject) {
   const std::size_t logged = subject.Logged().size();
   const std::uintmax_t wanted = subject.StoredBytes() + kWarmUpDatagrams * Text(load.size).size();
-  SendAll(
-      {load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject, [] {}, [] {});
+  SendAll({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject, {});
   AwaitStored(subject, wanted, kQuiet);
   ::usleep(kSettleUs);  // for what a subject adds to the last one
   const std::string text = subject.Logged().substr(logged);
@@ -159,11 +158,11 @@ Written WarmUp(const Load& load, const Running& subject) {
 }
 
 Figures Send(const Load& load, const Running& subject, const Written& each,
-             const std::function<void()>& meanwhile) {
+             const Action& meanwhile) {
   const std::uintmax_t before = subject.StoredBytes();
   const double cpu = subject.CpuSeconds();
   const auto begin = Clock::now();
-  const std::vector<int> counts = SendAll(load, subject, meanwhile, [] {});
+  const std::vector<int> counts = SendAll(load, subject, meanwhile);
   const auto sent = std::accumulate(counts.begin(), counts.end(), std::uintmax_t{0});
   const auto end = AwaitStored(subject, before + sent * each.bytes, load.udp ? kQuietUdp : kQuiet);
   const double used = subject.CpuSeconds() - cpu;
@@ -185,8 +184,7 @@ Figures Send(const Load& load, const Running& subject, const Written& each,
 }
 
 Figures SendAndKill(const Load& load, const Running& subject, const Written& each) {
-  const std::vector<int> counts = SendAll(
-      load, subject, [] {}, [&] { subject.Kill(); });
+  const std::vector<int> counts = SendAll(load, subject, {}, [&] { subject.Kill(); });
   subject.AwaitEnd();
   if (subject.What().IsJournal()) AwaitStored(subject, kUnknown, kQuietJournal);
   return Audited(subject, each, counts);

@@ -60,11 +60,9 @@ std::vector<std::string> Fed(const std::vector<std::string>& words, const std::s
 
 // What a command of the shell prints.
 std::string OutputOf(const std::string& command, const TempDir& scratch) {
-  ProcessSetup setup;
-  setup.output = scratch / "printed";
-  std::filesystem::remove(setup.output);
-  Process(ShellWords(command), setup).Exit();
-  return ReadFile(setup.output);
+  const std::string printed = scratch / "printed";
+  Process(ShellWords(command + " >" + printed)).Exit();
+  return ReadFile(printed);
 }
 
 // A log writer keeps other files beside its logs.

@@ -29,7 +29,6 @@ struct Subject {
     std::string udpArguments;  // over UDP; if empty, the same
   };
 
-  bool IsBare() const { return name.starts_with("bare"); }
   /// tavok tells by a semaphore when it is up.
   bool IsTavok() const { return name == "tavok" || name == "before"; }
   /// The system's own journald: it runs already, and is emptied when a trial is over.

@@ -6,10 +6,8 @@
 //
 // Usage: bare unix PATH FILE [threads] | bare udp PORT FILE [threads]
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -17,27 +15,16 @@
 #include <cstring>
 #include <thread>
 
+#include "Sockets.h"
+
 namespace {
 
-// Returns -1, with errno, on failure.
-int BoundSocket(bool udp, const char* where) {
-  sockaddr_in inet{};
-  inet.sin_family = AF_INET;
-  inet.sin_port = htons(static_cast<in_port_t>(std::atoi(where)));
-  sockaddr_un local{};
-  local.sun_family = AF_UNIX;
-  std::strncpy(local.sun_path, where, sizeof local.sun_path - 1);
-
-  const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM, 0);
-  const auto* const address =
-      udp ? reinterpret_cast<const sockaddr*>(&inet) : reinterpret_cast<const sockaddr*>(&local);
+// Returns whether it is bound, with the receive buffer that tavok asks for.
+template <class Address>
+bool Bind(int fd, const Address& address) {
   const int size = 65536;
-  if (::bind(fd, address, udp ? sizeof inet : sizeof local) == 0 &&
-      ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0) {
-    return fd;
-  }
-  ::close(fd);
-  return -1;
+  return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+         ::setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &size, sizeof size) == 0;
 }
 
 void Collect(int fd, int file) {
@@ -56,14 +43,13 @@ void Collect(int fd, int file) {
 int main(int argc, char** argv) {
   if (argc < 4) return 2;
   const int file = ::open(argv[3], O_WRONLY | O_CREAT | O_APPEND, 0600);
-  const int fd = BoundSocket(std::strcmp(argv[1], "udp") == 0, argv[2]);
-  if (file != -1 && fd != -1) {
-    if (argc == 4) {
-      Collect(fd, file);
-    } else {
-      std::jthread idle([] { ::pause(); });
-      std::jthread(Collect, fd, file).join();
-    }
+  const bool udp = std::strcmp(argv[1], "udp") == 0;
+  const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM, 0);
+  if (file != -1 && (udp ? Bind(fd, LoopbackAddress(static_cast<unsigned>(std::atoi(argv[2]))))
+                         : Bind(fd, UnixAddress(argv[2])))) {
+    if (argc == 4) Collect(fd, file);
+    const std::jthread idle([] { ::pause(); });
+    std::jthread(Collect, fd, file).join();
   }
   std::perror("bare");
   return 1;

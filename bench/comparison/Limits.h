@@ -4,5 +4,4 @@
 
 /// Prints what tavok is held to, beside what was measured. Of no consequence for the exit status:
 /// one run on a busy machine proves little.
-void PrintLimits(const Results& results, const std::vector<Point>& points,
-                 const std::vector<Point>& longRun, const std::vector<Subject>& subjects);
+void PrintLimits(const Results& results);

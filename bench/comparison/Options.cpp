@@ -10,28 +10,20 @@
 
 namespace {
 
-void Usage() {
-  (void)std::puts(
-      "Usage: compare [--rounds N] [--datagrams N] [--seconds S] [--long N] [--subjects A,B]\n"
-      "               [--sections A,B] [--before PROGRAM] [--out DIRECTORY] [--smoke]\n"
-      "  --rounds     measures each load N times (9)\n"
-      "  --datagrams  sends N datagrams in a load over the Unix socket (100000)\n"
-      "  --seconds    sends over UDP for so long (1)\n"
-      "  --long       sends N datagrams in the long run (10000000); 0 leaves it out\n"
-      "  --subjects   measures only these that are installed. Of single programs: bare, tavok,\n"
-      "               bare-threads, socklog, socat, rsyslogd, syslog-ng. Of collectors: bare, "
-      "tavok,\n"
-      "               rsyslogd, rsyslogd-default, syslog-ng, syslog-ng-default, socklog+svlogd,\n"
-      "               s6-socklog+s6-log, svlogd, s6-log; and, only if it is named, journald, which "
-      "is\n"
-      "               the system's own and is emptied\n"
-      "  --sections   measures only these. Of single programs: unix-size, unix-senders, udp-rate,\n"
-      "               udp-size, long. Of collectors: cost, kill, rotate, text\n"
-      "  --before     measures another build of tavok, too\n"
-      "  --out        writes rows.csv, medians.csv and machine.txt there (bench-results)\n"
-      "  --smoke      does everything once, as small as can be, and measures nothing worth "
-      "reading");
-}
+constexpr char kUsage[] =
+    R"(Usage: compare [--rounds N] [--datagrams N] [--seconds S] [--long N] [--subjects A,B]
+               [--sections A,B] [--before PROGRAM] [--out DIRECTORY] [--smoke]
+  --rounds     measures each load N times (9)
+  --datagrams  sends N datagrams in a load over the Unix socket (100000)
+  --seconds    sends over UDP for so long (1)
+  --long       sends N datagrams in the long run (10000000); 0 leaves it out
+  --subjects   measures only these that are installed; bench/README.md lists them
+  --sections   measures only these. Of single programs: unix-size, unix-senders, udp-rate,
+               udp-size, long. Of collectors: cost, kill, rotate, text
+  --before     measures another build of tavok, too
+  --out        writes rows.csv, medians.csv and machine.txt there (bench-results)
+  --smoke      does everything once, as small as can be, and measures nothing worth reading
+)";
 
 std::vector<std::string> Split(const std::string& list) {
   std::istringstream stream(list);
@@ -41,16 +33,6 @@ std::vector<std::string> Split(const std::string& list) {
 }
 
 }  // namespace
-
-bool Options::WantsSection(const std::string& section) const {
-  return sections.empty() || std::ranges::count(sections, section) != 0;
-}
-
-bool Options::WantsSubject(const Subject& subject, Subject::Part part) const {
-  if (subject.name == "before") return true;
-  if (!subjects.empty()) return std::ranges::count(subjects, subject.name) != 0;
-  return subject.part == part || subject.part == Subject::Part::kAll;
-}
 
 Options ParseOptions(int argc, char** argv) {
   Options options;
@@ -74,7 +56,7 @@ Options ParseOptions(int argc, char** argv) {
     } else if (setter != setters.end() && (equals != std::string::npos || ++i < argc)) {
       setter->second(equals == std::string::npos ? argv[i] : word.substr(equals + 1));
     } else {
-      Usage();
+      (void)std::fputs(kUsage, stdout);
       std::exit(word == "--help" ? 0 : 2);
     }
   }

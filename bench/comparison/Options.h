@@ -3,15 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "Subject.h"
-
 /// What one run measures.
 struct Options {
-  bool WantsSection(const std::string& section) const;
-
-  /// Without names, a subject takes part in what its `part` tells; `before` always does.
-  bool WantsSubject(const Subject& subject, Subject::Part part) const;
-
   int rounds = 9;
   long datagrams = 100'000;  // of a load over the Unix socket
   double seconds = 1;        // of a load over UDP

@@ -7,23 +7,24 @@
 
 /// Loads of one kind, and the table that each of them makes.
 struct Section {
+  enum Trait {
+    kCounts = 1,    // first, calls are counted in a round of their own
+    kMayLose = 2,   // it is no failure that something is lost
+    kRotates = 4,   // it is for those who can begin a new file
+    kInOneRun = 8,  // one process of bare, and of tavok, takes all its loads; else each a new one
+  };
+
   std::string name;
-  Subject::Part part = Subject::Part::kLoads;  // whom it is for
-  int rounds = 9;
+  Subject::Part part;  // whom it is for
+  int rounds;
   std::vector<Column> columns;
-  /// Measures one load once, with a subject that has just been started for it.
-  std::function<Figures(const Load&, Running&, const Written&)> measure;
-  bool counts = false;   // first, calls are counted in a round of their own
-  bool mayLose = false;  // it is no failure that something is lost
-  bool rotates = false;  // it is for those who can begin a new file
-  std::vector<Point> points;
+  std::function<Figures(const Load&, Running&, const Written&)> measure;  // one load, once
+  unsigned traits;
+  std::vector<Point> points;  // none: the section is that of the texts
 };
 
-/// Of these options, what is measured in rounds.
+/// What these options want to be measured.
 std::vector<Section> Plan(const Options& options);
-
-/// Of these options, the long run's points, in datagrams since its begin.
-std::vector<Point> LongPlan(const Options& options);
 
 /// Those who take part in a section: they are wanted there, and can.
 std::vector<Subject> TakingPart(const std::vector<Subject>& subjects, const Section& section,

@@ -5,8 +5,8 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "SystemCalls.h"
-#include "Table.h"
+#include "Results.h"
+#include "Strace.h"
 #include "Waiting.h"
 
 namespace {
@@ -52,11 +52,7 @@ std::string Shown(const std::string& text) {
 
 // What is logged of a text that has just been sent, after the first `before` bytes.
 std::string LoggedAfter(const Running& running, std::size_t before) {
-  std::string logged;
-  for (int waited = 0; waited < kTextMs && logged.size() <= before; waited += 20) {
-    Nap(20);
-    logged = running.Logged();
-  }
+  for (int waited = 0; waited < kTextMs && running.Logged().size() <= before; waited += 20) Nap(20);
   Nap(50);  // it may come in pieces
   return running.Logged().substr(before);
 }
@@ -92,8 +88,8 @@ Figures MeasureLoad(const Load& load, const Running& running, const Written& eac
 }
 
 Figures MeasureRotation(const Load& load, Running& running, const Written& each) {
+  const auto rotations = std::lround(load.seconds / kRotationPeriod) - 1;
   const auto rotate = [&] {
-    const auto rotations = std::lround(load.seconds / kRotationPeriod) - 1;
     for (long i = 0; i < rotations; ++i) {
       Nap(static_cast<int>(kRotationPeriod * 1000));
       running.Rotate();
@@ -105,14 +101,13 @@ Figures MeasureRotation(const Load& load, Running& running, const Written& each)
 }
 
 Figures CountCalls(Load load, const Running& running, const Written& each) {
-  const bool strace = load.numbered || !SystemCalls::HasKernelEvent();
-  // strace would make a backlog of any rate.
-  if (strace && (!SystemCalls::HasStrace() || load.udp)) return {};
-  if (strace) load.datagrams = std::min(load.datagrams, kTracedDatagrams);
+  if (!HasStrace()) return {};
+  load.datagrams = std::min(load.datagrams, kTracedDatagrams);
   const auto written = load.numbered ? running.LogFiles() : std::vector<std::filesystem::path>();
-  SystemCalls calls(running.Pids(), running.At().directory / "calls", written);
-  const double received = Send(load, running, each)["received"];
-  return {{load.numbered ? "writes" : "calls", static_cast<double>(calls.Stop()) / received}};
+  double received = 0;
+  const auto send = [&] { received = Send(load, running, each)["received"]; };
+  const long calls = CountedCalls(running.Pids(), running.At().directory / "calls", written, send);
+  return {{load.numbered ? "writes" : "calls", static_cast<double>(calls) / received}};
 }
 
 void PrintTexts(const std::vector<Subject>& subjects) {

@@ -21,6 +21,7 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Action = std::function<void()>;
 
 constexpr unsigned kWarmUpDatagrams = 40;  // they fit into a receive buffer: none is lost
 constexpr useconds_t kSettleUs = 20'000;
@@ -33,15 +34,35 @@ constexpr auto kUnknown = std::numeric_limits<std::uintmax_t>::max();
 
 std::string Text(unsigned size) { return std::string(size - 1, 'x') + "\n"; }
 
-// Runs `body` in a process of its own: programs that log share neither memory nor descriptors.
-template <class Body>
-pid_t Fork(Body body) {
+// Evenly spaced: where a sleep would wake late and send in bursts, the clock is read all the time.
+// Returns how many have been sent.
+int Feed(const Load& load, unsigned number, const Feeder& feeder) {
+  const std::string text = Text(load.size);
+  const auto share = static_cast<int>(load.datagrams / load.senders);
+  const std::chrono::nanoseconds step(load.rate == 0 ? 0 : 1'000'000'000 / load.rate);
+  const auto begin = Clock::now();
+  int sent = 0;
+  for (auto next = begin; sent < share; ++sent, next += step) {
+    while (load.rate != 0 && Clock::now() < next) {
+      if (step >= std::chrono::milliseconds(1)) std::this_thread::sleep_until(next);
+    }
+    if (load.seconds > 0 && SecondsSince(begin) > load.seconds) break;
+    load.numbered ? feeder.Send(Numbered(number, sent)) : feeder.Send(text);
+  }
+  return sent;
+}
+
+// A process of its own, as programs that log share neither memory nor descriptors.
+pid_t StartSender(const Load& load, const Running& subject, unsigned number, int& sent,
+                  const Action& atEnd) {
   const pid_t pid = ::fork();
   Check(pid != -1, "fork");
   if (pid != 0) return pid;
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   try {
-    body();
+    if (load.udp) UseSenderProcessor();
+    sent = Feed(load, number, Feeder(subject));
+    if (atEnd) atEnd();
     ::_exit(0);
   } catch (const std::exception& e) {
     (void)std::fprintf(stderr, "\na sender: %s\n", e.what());
@@ -49,70 +70,31 @@ pid_t Fork(Body body) {
   }
 }
 
-// The processes that send one load.
-class Senders {
- public:
-  // Each calls `atEnd` when its last send has returned.
-  Senders(
-      const Load& load, const Running& subject, const std::function<void()>& atEnd = [] {})
-      : m_load(load) {
-    Check(m_sent != MAP_FAILED, "mmap");
-    for (unsigned i = 0; i < load.senders; ++i) {
-      m_pids.push_back(Fork([&] {
-        if (load.udp) Check(UseProcessors(Processors::kSender), "sched_setaffinity");
-        Run(i, Feeder(subject));
-        atEnd();
-      }));
-    }
+// Sends the load, by processes that each call `atEnd` when their last send has returned. Returns
+// how many each has sent.
+std::vector<int> SendAll(const Load& load, const Running& subject, const Action& meanwhile,
+                         const Action& atEnd = {}) {
+  constexpr std::size_t kShared = 4096;  // bytes: enough for a thousand senders
+  void* const shared =
+      ::mmap(nullptr, kShared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  Check(shared != MAP_FAILED, "mmap");
+  int* const sent = static_cast<int*>(shared);
+  std::vector<pid_t> pids;
+  for (unsigned i = 0; i < load.senders; ++i) {
+    pids.push_back(StartSender(load, subject, i, sent[i], atEnd));
   }
-  Senders(const Senders&) = delete;
-  Senders& operator=(const Senders&) = delete;
-  ~Senders() {
-    for (const pid_t pid : m_pids) {
-      ::kill(pid, SIGKILL);
-      ::waitpid(pid, nullptr, 0);
-    }
-    ::munmap(m_sent, kShared);
+  if (meanwhile) meanwhile();
+  bool failed = false;
+  for (const pid_t pid : pids) {
+    int status = 0;
+    Check(::waitpid(pid, &status, 0) != -1, "waitpid");
+    failed |= status != 0;
   }
-
-  // Waits for them. Returns how many each has sent.
-  std::vector<int> Wait() {
-    bool failed = false;
-    for (; !m_pids.empty(); m_pids.pop_back()) {
-      int status = 0;
-      Check(::waitpid(m_pids.back(), &status, 0) != -1, "waitpid");
-      failed |= status != 0;
-    }
-    if (failed) throw std::runtime_error("not everything could be sent");
-    return {m_sent, m_sent + m_load.senders};
-  }
-
- private:
-  // Evenly spaced: where a sleep would wake late and send in bursts, the clock is read all the
-  // time.
-  void Run(unsigned number, const Feeder& feeder) {
-    const std::string text = Text(m_load.size);
-    const auto share = static_cast<int>(m_load.datagrams / m_load.senders);
-    const std::chrono::nanoseconds step(m_load.rate == 0 ? 0 : 1'000'000'000 / m_load.rate);
-    const auto begin = Clock::now();
-    int sent = 0;
-    for (auto next = begin; sent < share; ++sent, next += step) {
-      while (m_load.rate != 0 && Clock::now() < next) {
-        if (step >= std::chrono::milliseconds(1)) std::this_thread::sleep_until(next);
-      }
-      if (m_load.seconds > 0 && SecondsSince(begin) > m_load.seconds) break;
-      m_load.numbered ? feeder.Send(Numbered(number, sent)) : feeder.Send(text);
-    }
-    m_sent[number] = sent;
-  }
-
-  static constexpr std::size_t kShared = 4096;  // bytes: enough for a thousand senders
-
-  const Load m_load;
-  int* const m_sent = static_cast<int*>(
-      ::mmap(nullptr, kShared, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  std::vector<pid_t> m_pids;
-};
+  if (failed) throw std::runtime_error("not everything could be sent");
+  std::vector<int> counts(sent, sent + load.senders);
+  ::munmap(shared, kShared);
+  return counts;
+}
 
 // Returns when the last byte came.
 Clock::time_point AwaitStored(const Running& subject, std::uintmax_t wanted,
@@ -163,7 +145,7 @@ void Feeder::Send(const std::string& text) const {
 Written WarmUp(const Load& load, const Running& subject) {
   const std::size_t logged = subject.Logged().size();
   const std::uintmax_t wanted = subject.StoredBytes() + kWarmUpDatagrams * Text(load.size).size();
-  Senders({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject).Wait();
+  SendAll({load.udp, load.size, 1, 5000, kWarmUpDatagrams}, subject, {});
   AwaitStored(subject, wanted, kQuiet);
   ::usleep(kSettleUs);  // for what a subject adds to the last one
   const std::string text = subject.Logged().substr(logged);
@@ -176,13 +158,11 @@ Written WarmUp(const Load& load, const Running& subject) {
 }
 
 Figures Send(const Load& load, const Running& subject, const Written& each,
-             const std::function<void()>& meanwhile) {
+             const Action& meanwhile) {
   const std::uintmax_t before = subject.StoredBytes();
   const double cpu = subject.CpuSeconds();
   const auto begin = Clock::now();
-  Senders senders(load, subject);
-  meanwhile();
-  const std::vector<int> counts = senders.Wait();
+  const std::vector<int> counts = SendAll(load, subject, meanwhile);
   const auto sent = std::accumulate(counts.begin(), counts.end(), std::uintmax_t{0});
   const auto end = AwaitStored(subject, before + sent * each.bytes, load.udp ? kQuietUdp : kQuiet);
   const double used = subject.CpuSeconds() - cpu;
@@ -204,7 +184,7 @@ Figures Send(const Load& load, const Running& subject, const Written& each,
 }
 
 Figures SendAndKill(const Load& load, const Running& subject, const Written& each) {
-  const std::vector<int> counts = Senders(load, subject, [&] { subject.Kill(); }).Wait();
+  const std::vector<int> counts = SendAll(load, subject, {}, [&] { subject.Kill(); });
   subject.AwaitEnd();
   if (subject.What().IsJournal()) AwaitStored(subject, kUnknown, kQuietJournal);
   return Audited(subject, each, counts);

@@ -52,9 +52,8 @@ Written WarmUp(const Load& load, const Running& subject);
 /// is in the subject's files, or nothing more comes. Returns how many were sent, received and lost,
 /// the cost, and the speed until the last one was in the file. Throws std::runtime_error when
 /// something cannot be sent.
-Figures Send(
-    const Load& load, const Running& subject, const Written& each,
-    const std::function<void()>& meanwhile = [] {});
+Figures Send(const Load& load, const Running& subject, const Written& each,
+             const std::function<void()>& meanwhile = {});
 
 /// Sends a numbered load; each sender kills the subject when its last send has returned. Returns
 /// how many were sent, received and lost.

@@ -34,31 +34,35 @@ Place PlaceOf(const Subject& subject, const fs::path& directory, bool udp) {
   return {directory, udp, udp ? std::to_string(FreePort()) : (directory / "socket").string()};
 }
 
-void UseSubjectsProcessors() {
-  if (!UseProcessors(Processors::kSubject)) ::_exit(127);
+// With one processor only, everybody has that.
+void UseProcessors(bool last) {
+  cpu_set_t set;
+  bool ok = ::sched_getaffinity(0, sizeof set, &set) == 0;
+  if (ok && CPU_COUNT(&set) > 1) {
+    std::size_t highest = CPU_SETSIZE - 1;
+    while (!CPU_ISSET(highest, &set)) --highest;
+    if (last) CPU_ZERO(&set);
+    last ? CPU_SET(highest, &set) : CPU_CLR(highest, &set);
+    ok = ::sched_setaffinity(0, sizeof set, &set) == 0;
+  }
+  if (!ok) ::_exit(127);
 }
 
 void MakeNamedPipe(const fs::path& path) { Check(::mkfifo(path.c_str(), 0600) == 0, path); }
 
-// The words that run a program with these for standard input and output: with the shell, unless
-// both are empty. The shell becomes the program.
-std::vector<std::string> Redirected(const std::vector<std::string>& words, const std::string& in,
-                                    const std::string& out) {
-  if (in.empty() && out.empty()) return words;
+// The words that run a program with that file for standard input, with the shell, which becomes the
+// program.
+std::vector<std::string> Fed(const std::vector<std::string>& words, const std::string& in) {
   std::string line = "exec";
   for (const std::string& word : words) line.append(" ").append(word);
-  if (!in.empty()) line.append(" <").append(in);
-  if (!out.empty()) line.append(" >").append(out);
-  return ShellWords(line);
+  return ShellWords(line + " <" + in);
 }
 
 // What a command of the shell prints.
 std::string OutputOf(const std::string& command, const TempDir& scratch) {
-  ProcessSetup setup;
-  setup.output = scratch / "printed";
-  std::filesystem::remove(setup.output);
-  Process(ShellWords(command), setup).Exit();
-  return ReadFile(setup.output);
+  const std::string printed = scratch / "printed";
+  Process(ShellWords(command + " >" + printed)).Exit();
+  return ReadFile(printed);
 }
 
 // A log writer keeps other files beside its logs.
@@ -70,20 +74,8 @@ bool IsLog(const fs::path& path) {
 
 }  // namespace
 
-bool UseProcessors(Processors share) {
-  cpu_set_t set;
-  if (::sched_getaffinity(0, sizeof set, &set) != 0) return false;
-  if (CPU_COUNT(&set) < 2) return true;
-  std::size_t last = CPU_SETSIZE - 1;
-  while (!CPU_ISSET(last, &set)) --last;
-  if (share == Processors::kSender) {
-    CPU_ZERO(&set);
-    CPU_SET(last, &set);
-  } else {
-    CPU_CLR(last, &set);
-  }
-  return ::sched_setaffinity(0, sizeof set, &set) == 0;
-}
+void UseSenderProcessor() { UseProcessors(true); }
+void UseSubjectProcessors() { UseProcessors(false); }
 
 Running::Running(const Subject& subject, bool udp)
     : m_subject(subject), m_directory(Top()), m_place(PlaceOf(subject, m_directory.Path(), udp)) {
@@ -117,7 +109,7 @@ void Running::StartTavok() {
   setup.program = m_subject.stages.front().program;
   if (m_place.udp) {
     setup.settings = "Port=" + m_place.listening + "\n";
-    setup.beforeExec = UseSubjectsProcessors;
+    setup.beforeExec = UseSubjectProcessors;
   }
   m_tavok.emplace(m_directory.Path(), setup);
   m_pids = {m_tavok->Id()};
@@ -126,20 +118,17 @@ void Running::StartTavok() {
 
 // A named pipe joins two programs, or is what senders write into.
 void Running::StartStages() {
-  const fs::path said = m_directory / "said";
-  ProcessSetup setup{m_directory.Path(), said, said, nullptr};
-  if (m_place.udp) setup.beforeExec = UseSubjectsProcessors;
-  if (m_subject.LogsToStandardOutput()) setup.output = m_place.Log();
   std::string in = m_subject.IsFed() ? m_place.listening : "";
   if (!in.empty()) MakeNamedPipe(in);
   for (const Subject::Stage& stage : m_subject.stages) {
-    std::vector<std::string> words = stage.arguments(m_place);
-    words.insert(words.begin(), stage.program);
+    ProcessSetup setup{m_directory.Path(), Said(), Said()};
+    if (m_place.udp) setup.beforeExec = UseSubjectProcessors;
+    if (m_subject.LogsToStandardOutput()) setup.output = m_place.Log();
     const bool last = &stage == &m_subject.stages.back();
-    const std::string out = last ? "" : m_directory / "pipe";
-    if (!last) MakeNamedPipe(out);
-    m_pids.push_back(m_stages.emplace_back(Redirected(words, in, out), setup).Id());
-    in = out;
+    if (!last) MakeNamedPipe(setup.output = m_directory / "pipe");
+    const std::vector<std::string> words = m_subject.Command(stage, m_place);
+    m_pids.push_back(m_stages.emplace_back(in.empty() ? words : Fed(words, in), setup).Id());
+    in = setup.output;
   }
 }
 
@@ -152,8 +141,7 @@ void Running::AwaitReceiver() {
   };
   while (!isUp()) {
     if (Clock::now() > limit || std::ranges::any_of(m_stages, &Process::HasEnded)) {
-      throw std::runtime_error(m_subject.name +
-                               " does not come up: " + ReadFile(m_directory / "said"));
+      throw std::runtime_error(m_subject.name + " does not come up: " + ReadFile(Said()));
     }
     ::usleep(200);
   }
@@ -161,29 +149,15 @@ void Running::AwaitReceiver() {
 }
 
 int Running::Connected() const {
-  if (m_feed == -1) return ConnectedSocket(m_place.listening);
-  const int fd = ::fcntl(m_feed, F_DUPFD_CLOEXEC, 0);
-  Check(fd != -1, "dup");
-  return fd;
+  return m_feed == -1 ? ConnectedSocket(m_place.listening) : ::dup(m_feed);
 }
 
 void Running::Rotate() {
-  switch (m_subject.rotation) {
-    case Subject::Rotation::kNever:
-      break;
-    case Subject::Rotation::kRename:
-      m_moved += "@";
-      fs::rename(m_place.Log(), m_place.LogDirectory() / m_moved);
-      [[fallthrough]];
-    case Subject::Rotation::kHangUp:
-      ::kill(m_pids.front(), SIGHUP);
-      break;
-    case Subject::Rotation::kAlarm:
-      ::kill(m_pids.back(), SIGALRM);
-      break;
-    case Subject::Rotation::kJournal:
-      OutputOf("journalctl --quiet --rotate", m_directory);
+  if (m_subject.rotation == SIGHUP && !m_subject.IsTavok()) {
+    m_moved += "@";
+    fs::rename(m_place.Log(), m_place.LogDirectory() / m_moved);
   }
+  ::kill(m_pids.back(), m_subject.rotation);
 }
 
 void Running::Kill() const {

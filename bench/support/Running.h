@@ -15,12 +15,10 @@
 
 /// The processors of this machine, shared out for loads over UDP: the sender reads the clock all
 /// the time, and a subject that is woken on its processor would wait for the scheduler's next tick
-/// and lose meanwhile. With one processor only, both have that.
-enum class Processors { kSender, kSubject };
-
-/// Restricts the calling process to its share. Returns false on failure. Takes no lock and
-/// allocates nothing.
-bool UseProcessors(Processors share);
+/// and lose meanwhile. Each restricts the calling process, or ends it with status 127 on failure;
+/// takes no lock and allocates nothing.
+void UseSenderProcessor();
+void UseSubjectProcessors();
 
 /// A started subject in a new directory, both gone with this object. One thread at a time.
 class Running {
@@ -42,7 +40,8 @@ class Running {
   /// subject that is fed.
   int Connected() const;
 
-  /// Has it begin a new file; at most once a second.
+  /// Has it begin a new file; at most once a second. The file of one that is told by SIGHUP, but
+  /// for tavok, is renamed before.
   void Rotate();
 
   /// SIGKILL to all its programs at once. Does not wait; may be called in a child.
@@ -75,6 +74,7 @@ class Running {
   void StartTavok();
   void StartStages();
   void AwaitReceiver();
+  std::string Said() const { return m_directory / "said"; }
 
   const Subject m_subject;
   const TempDir m_directory;

@@ -1,9 +1,11 @@
 #include "Subject.h"
 
+#include <signal.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -11,7 +13,6 @@
 #include "Files.h"
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
 
 namespace {
 
@@ -32,119 +33,78 @@ std::string FindProgram(const std::string& name) {
 const std::regex kUnlikeDefaults(R"(main_queue\(.*\)\n|\s+queue\.type="Direct"|threaded\(no\);)"
                                  R"(|(flush-lines|log-fetch-limit)\(1\);?)");
 
-// Writes the configuration of a peer, of this tree, with the place filled in.
-fs::path FilledIn(const Place& place, const std::string& name, bool defaults) {
-  std::string text = ReadFile(fs::path(PEERS_DIRECTORY) / name);
-  if (defaults) text = std::regex_replace(text, kUnlikeDefaults, "");
+// Where svlogd looks for it; the others are told.
+fs::path Configuration(const Place& place) { return place.LogDirectory() / "config"; }
+
+std::string FilledIn(std::string text, const std::string& program, const Place& place) {
+  // Debian keeps its modules beside the program, also where the package was only unpacked.
+  const fs::path top = fs::canonical(program).parent_path().parent_path();
   const std::map<std::string, std::string> values = {
       {"@DIRECTORY@", place.directory},
       {"@SOCKET@", place.udp ? place.directory / "unused" : fs::path(place.listening)},
       {"@PORT@", place.udp ? place.listening : std::to_string(FreePort())},
-      {"@LOG@", place.Log()}};
+      {"@LOGS@", place.LogDirectory()},
+      {"@LOG@", place.Log()},
+      {"@CONF@", Configuration(place)},
+      {"@MODULES@", top / "lib" / LIBRARY_ARCHITECTURE / "rsyslog"}};
   for (const auto& [mark, value] : values) {
     for (std::size_t at; (at = text.find(mark)) != std::string::npos;) {
       text.replace(at, mark.size(), value);
     }
   }
-  fs::path conf = place.directory / name;
-  WriteFile(conf, text);
-  return conf;
-}
-
-Words BareArguments(const Place& place) {
-  return {place.udp ? "udp" : "unix", place.listening, place.Log()};
-}
-
-Words BareThreadsArguments(const Place& place) {
-  Words words = BareArguments(place);
-  words.push_back("threads");
-  return words;
-}
-
-// Debian keeps its modules beside the program, also where the package was only unpacked.
-Words RsyslogdArguments(const Place& place, bool defaults) {
-  const std::string conf = FilledIn(place, "rsyslogd.conf", defaults);
-  const fs::path top = fs::canonical(FindProgram("rsyslogd")).parent_path().parent_path();
-  return {"-n",
-          "-f",
-          conf,
-          "-i",
-          place.directory / "pid",
-          "-M",
-          top / "lib" / LIBRARY_ARCHITECTURE / "rsyslog"};
-}
-
-Words SyslogNgArguments(const Place& place, bool defaults) {
-  const std::string conf = FilledIn(place, "syslog-ng.conf", defaults);
-  const std::string at = place.directory.string() + "/";
-  return {"-F",
-          "--no-caps",
-          "--cfgfile=" + conf,
-          "--persist-file=" + at + "persist",
-          "--control=" + at + "control",
-          "--pidfile=" + at + "pid"};
-}
-
-Words SocklogArguments(const Place& place) {
-  if (place.udp) return {"inet", "127.0.0.1", place.listening};
-  return {"unix", place.listening};
-}
-
-Words S6SocklogArguments(const Place& place) { return {"-r", "-x", place.listening}; }
-
-// Nothing is deleted while it is counted: size and number of its files are unlimited.
-Words SvlogdArguments(const Place& place) {
-  WriteFile(place.LogDirectory() / "config", "s0\nn0\n");
-  return {place.LogDirectory()};
-}
-
-// With -b it does not read while something is unwritten.
-Words S6LogArguments(const Place& place) {
-  return {"-b", "n100000", "s268435455", place.LogDirectory()};
-}
-
-Words SocatArguments(const Place& place) {
-  const std::string source = place.udp ? "UDP4-RECV:" + place.listening + ",bind=127.0.0.1"
-                                       : "UNIX-RECV:" + place.listening;
-  return {"-u", "-b", "1025", source + ",rcvbuf=65536",
-          "OPEN:" + place.Log().string() + ",creat,append"};
-}
-
-// What starts them with their settings for queues and batches, or with the defaults.
-template <Words (&Arguments)(const Place&, bool), bool defaults>
-Words Configured(const Place& place) {
-  return Arguments(place, defaults);
+  return text;
 }
 
 }  // namespace
 
+std::vector<std::string> Subject::Command(const Stage& stage, const Place& place) const {
+  const std::string peer = fs::path(stage.program).filename();
+  std::string conf = ReadFile(PEERS_DIRECTORY "/" + peer + ".conf");
+  if (name.ends_with("-default")) conf = std::regex_replace(conf, kUnlikeDefaults, "");
+  if (!conf.empty()) WriteFile(Configuration(place), FilledIn(conf, stage.program, place));
+
+  const bool unlike = place.udp && !stage.udpArguments.empty();
+  std::istringstream words(
+      FilledIn(unlike ? stage.udpArguments : stage.arguments, stage.program, place));
+  std::vector<std::string> command = {stage.program};
+  command.insert(command.end(), std::istream_iterator<std::string>(words), {});
+  return command;
+}
+
 std::vector<Subject> InstalledSubjects(const std::string& before) {
   using enum Subject::Part;
-  using enum Subject::Rotation;
-  const auto rsyslogd = Configured<RsyslogdArguments, false>;
-  const auto rsyslogdDefault = Configured<RsyslogdArguments, true>;
-  const auto syslogNg = Configured<SyslogNgArguments, false>;
-  const auto syslogNgDefault = Configured<SyslogNgArguments, true>;
-  const Subject::Stage socklog{"socklog", SocklogArguments};
-  const Subject::Stage s6Socklog{"s6-socklog", S6SocklogArguments};
-  const Subject::Stage svlogd{"svlogd", SvlogdArguments};
-  const Subject::Stage s6Log{"s6-log", S6LogArguments};
+  using Stages = std::vector<Subject::Stage>;
+  const Stages rsyslogd = {{"rsyslogd", "-n -f @CONF@ -i @DIRECTORY@/pid -M @MODULES@", ""}};
+  const Stages syslogNg = {{"syslog-ng",
+                            "-F --no-caps --cfgfile=@CONF@ --persist-file=@DIRECTORY@/persist "
+                            "--control=@DIRECTORY@/control --pidfile=@DIRECTORY@/pid",
+                            ""}};
+  const Stages socat = {
+      {"socat", "-u -b 1025 UNIX-RECV:@SOCKET@,rcvbuf=65536 OPEN:@LOG@,creat,append",
+       "-u -b 1025 UDP4-RECV:@PORT@,bind=127.0.0.1,rcvbuf=65536 OPEN:@LOG@,creat,append"}};
+  const Subject::Stage socklog{"socklog", "unix @SOCKET@", "inet 127.0.0.1 @PORT@"};
+  const Subject::Stage s6Socklog{"s6-socklog", "-r -x @SOCKET@", ""};
+  const Subject::Stage svlogd{"svlogd", "@LOGS@", ""};
+  // With -b it does not read while something is unwritten.
+  const Subject::Stage s6Log{"s6-log", "-b n100000 s268435455 @LOGS@", ""};
   std::vector<Subject> subjects = {
-      {"bare", {{BARE_BINARY, BareArguments}}, kAll, kNever},
-      {"tavok", {{TAVOK_DIRECTORY "/tavok", {}}}, kAll, kHangUp},
-      {"bare-threads", {{BARE_BINARY, BareThreadsArguments}}, kLoads, kNever},
-      {"before", {{before, {}}}, kAll, kHangUp},
-      {"socklog", {socklog}, kLoads, kNever},
-      {"socat", {{"socat", SocatArguments}}, kLoads, kNever},
-      {"rsyslogd", {{"rsyslogd", rsyslogd}}, kAll, kRename},
-      {"rsyslogd-default", {{"rsyslogd", rsyslogdDefault}}, kCollectors, kRename},
-      {"syslog-ng", {{"syslog-ng", syslogNg}}, kAll, kRename},
-      {"syslog-ng-default", {{"syslog-ng", syslogNgDefault}}, kCollectors, kRename},
-      {"socklog+svlogd", {socklog, svlogd}, kCollectors, kAlarm},
-      {"s6-socklog+s6-log", {s6Socklog, s6Log}, kCollectors, kAlarm},
-      {"svlogd", {svlogd}, kCollectors, kAlarm},
-      {"s6-log", {s6Log}, kCollectors, kAlarm},
-      {"journald", {}, kNamed, kJournal}};
+      {"bare", {{BARE_BINARY, "unix @SOCKET@ @LOG@", "udp @PORT@ @LOG@"}}, kAll},
+      {"tavok", {{TAVOK_DIRECTORY "/tavok", "", ""}}, kAll, SIGHUP},
+      {"bare-threads",
+       {{BARE_BINARY, "unix @SOCKET@ @LOG@ threads", "udp @PORT@ @LOG@ threads"}},
+       kLoads},
+      {"before", {{before, "", ""}}, kAll, SIGHUP},
+      {"socklog", {socklog}, kLoads},
+      {"socat", socat, kLoads},
+      {"rsyslogd", rsyslogd, kAll, SIGHUP},
+      {"rsyslogd-default", rsyslogd, kCollectors, SIGHUP},
+      {"syslog-ng", syslogNg, kAll, SIGHUP},
+      {"syslog-ng-default", syslogNg, kCollectors, SIGHUP},
+      {"socklog+svlogd", {socklog, svlogd}, kCollectors, SIGALRM},
+      {"s6-socklog+s6-log", {s6Socklog, s6Log}, kCollectors, SIGALRM},
+      {"svlogd", {svlogd}, kCollectors, SIGALRM},
+      {"s6-log", {s6Log}, kCollectors, SIGALRM},
+      {"journald", {}, kNamed, SIGUSR2}};
   for (Subject& subject : subjects) {
     for (Subject::Stage& stage : subject.stages) stage.program = FindProgram(stage.program);
   }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,24 +19,16 @@ struct Place {
 /// A collector: one or more programs in a row, each one's standard output the next one's input. The
 /// first takes datagrams, the last appends them to a file.
 struct Subject {
-  /// How it is told to begin a new file.
-  enum class Rotation {
-    kNever,    // it cannot be
-    kHangUp,   // SIGHUP to the first program
-    kRename,   // its file is renamed, and the first program gets SIGHUP
-    kAlarm,    // SIGALRM to the last program
-    kJournal,  // journalctl
-  };
   /// What it takes part in unless it is named.
   enum class Part { kNamed, kLoads, kCollectors, kAll };
   struct Stage {
     std::string program;  // its full path
-    /// Returns the words after the program; writes what configuration it needs to the place. None
-    /// of tavok, which the tests' own way starts.
-    std::function<std::vector<std::string>(const Place&)> arguments;
+    /// The words after it, with marks such as @LOG@ for what the place tells. None of tavok, which
+    /// the tests' own way starts.
+    std::string arguments;
+    std::string udpArguments;  // over UDP; if empty, the same
   };
 
-  bool IsBare() const { return name.starts_with("bare"); }
   /// tavok tells by a semaphore when it is up.
   bool IsTavok() const { return name == "tavok" || name == "before"; }
   /// The system's own journald: it runs already, and is emptied when a trial is over.
@@ -48,10 +39,13 @@ struct Subject {
   bool LogsToStandardOutput() const { return name == "socklog"; }
   bool TakesUdp() const { return part == Part::kLoads || part == Part::kAll; }
 
+  /// The words that start one of its programs; writes the configuration that it reads.
+  std::vector<std::string> Command(const Stage& stage, const Place& place) const;
+
   std::string name;
   std::vector<Stage> stages;  // none: nothing is to be started
   Part part = Part::kAll;
-  Rotation rotation = Rotation::kNever;
+  int rotation = 0;  // the signal that has its last program begin a new file; 0: none does
 };
 
 /// The bare loop, tavok, the bare loop in a process of three threads, another build of tavok

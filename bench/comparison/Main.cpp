@@ -27,6 +27,7 @@ class Comparison {
   void Measure(const Section& section, const std::vector<Point>& points, const Subject& subject,
                int round);
   void RequireAll(const Subject& subject, const Figures& figures);
+  void Write(const std::vector<Point>& points) const;
 
   const Options m_options;
   const std::vector<Subject> m_subjects;
@@ -48,14 +49,16 @@ bool Comparison::Run() {
     }
     points.insert(points.end(), section.points.begin(), section.points.end());
   }
-  m_results.Write(m_options.out, points, m_subjects);
-  if (!m_options.smoke) PrintLimits(m_results);
+  Write(points);
   return m_complete;
 }
 
 void Comparison::DescribeMachine() const {
   const std::string command =
       "{ uname -sr; lscpu | grep -E '^(CPU\\(s\\)|Model name)'; "
+      "echo rounds: " +
+      std::to_string(m_options.rounds) +
+      "; "
       "grep . /proc/sys/net/unix/max_dgram_qlen /dev/null; } | tee ";
   Process(ShellWords(command + m_options.out + "/machine.txt")).Exit();
 }
@@ -88,8 +91,8 @@ void Comparison::Measure(const Section& section, const std::vector<Point>& point
   for (const Point& point : points) {
     const Figures figures = round == 0 ? CountCalls(point.load, running, each)
                                        : section.measure(point.load, running, each);
-    const bool mayLose = (section.traits & Section::kMayLose) != 0 || point.load.udp;
-    if (!mayLose && round > 0) RequireAll(subject, figures);
+    if ((section.traits & Section::kMayLose) == 0 && !point.load.udp && round > 0)
+      RequireAll(subject, figures);
     m_results.Add({point.section, point.x, subject.name, round, each.unchanged, figures});
   }
 }
@@ -98,6 +101,15 @@ void Comparison::RequireAll(const Subject& subject, const Figures& figures) {
   if (figures.at("lost") == 0 && (!figures.contains("faults") || figures.at("faults") == 0)) return;
   m_complete = false;
   Progress(subject.name + " has lost, repeated, moved or torn what came over a Unix socket\n");
+}
+
+void Comparison::Write(const std::vector<Point>& points) const {
+  const std::string& out = m_options.out;
+  m_results.Write(out, points, m_subjects);
+  if (m_options.smoke) return;
+  PrintLimits(m_results);
+  const std::string plot = "gnuplot -e \"medians='" + out + "/medians.csv'; out='" + out + "'\" ";
+  if (Process(ShellWords(plot + PLOT_SCRIPT)).Exit() != 0) Progress("There are no plots.");
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ constexpr char kUsage[] =
   --sections   measures only these. Of single programs: unix-size, unix-senders, udp-rate,
                udp-size, long. Of collectors: cost, kill, rotate, text
   --before     measures another build of tavok, too
-  --out        writes rows.csv, medians.csv and machine.txt there (bench-results)
+  --out        writes rows.csv, medians.csv, machine.txt and plots there (bench-results)
   --smoke      does everything once, as small as can be, and measures nothing worth reading
 )";
 

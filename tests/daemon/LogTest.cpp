@@ -138,7 +138,8 @@ TEST(Log, WritesAWholeLineToASlowReader) {
       returned = true;
     });
     EXPECT_TRUE(Eventually([&] { return pipe.Held() == before + 4096; }));
-    ::pthread_kill(log.native_handle(), SIGUSR1);  // ends the write, short
+    ::pthread_kill(log.native_handle(), SIGUSR1);
+    Nap(5);  // the signal ends the write short; Log waits for a reader for 100 ms
     std::string got;
     for (bool isLast = false; !isLast;) {
       isLast = returned;

@@ -45,8 +45,7 @@ int main(int argc, char** argv) {
   const int file = ::open(argv[3], O_WRONLY | O_CREAT | O_APPEND, 0600);
   const bool udp = std::strcmp(argv[1], "udp") == 0;
   const int fd = ::socket(udp ? AF_INET : AF_UNIX, SOCK_DGRAM, 0);
-  if (file != -1 && (udp ? Bind(fd, LoopbackAddress(static_cast<unsigned>(std::atoi(argv[2]))))
-                         : Bind(fd, UnixAddress(argv[2])))) {
+  if (file != -1 && (udp ? Bind(fd, LoopbackAddress(argv[2])) : Bind(fd, UnixAddress(argv[2])))) {
     if (argc == 4) Collect(fd, file);
     const std::jthread idle([] { ::pause(); });
     std::jthread(Collect, fd, file).join();

@@ -27,10 +27,10 @@ struct SocketPair {
 
   void Send() { benchmark::DoNotOptimize(::send(ends[0], kText.data(), kText.size(), 0)); }
 
-  int ends[2];
+  int ends[2] = {};
   qel::QELSocket receiver;
-  char text[1024];
-  sockaddr_storage from;
+  char text[1024] = {};
+  sockaddr_storage from{};
   sockaddr* const address = reinterpret_cast<sockaddr*>(&from);
   unsigned length = sizeof from;
 };

@@ -30,6 +30,7 @@ class Process {
   // can be made; if the program cannot be run, the process exits with status 127.
   explicit Process(std::vector<std::string> words, const ProcessSetup& setup = {}) {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     m_pid = ::fork();

@@ -30,7 +30,7 @@ class HeldPort {
 
  private:
   const int m_fd;
-  sockaddr_in m_address = LoopbackAddress(0);
+  sockaddr_in m_address = LoopbackAddress("0");
 };
 
 // What `tavokctl status --json` prints; discarded if it is not valid JSON.

@@ -30,6 +30,7 @@ void Figure(const char* format, Values... values) {
 template <class Cases, class Body>
 void InParallel(const Cases& cases, Body body) {
   std::vector<std::future<void>> runs;
+  runs.reserve(std::size(cases));
   for (const auto& each : cases) {
     runs.push_back(std::async(std::launch::async, [&each, &body] { body(each); }));
   }

@@ -15,25 +15,22 @@ namespace {
 
 constexpr const char* kSystemLog = "/dev/log";
 
-// A pipe that is standard error while this lives.
+// A pipe with room for that many bytes that is standard error while this lives.
 class StandardErrorPipe {
  public:
-  StandardErrorPipe() : m_saved(::dup(STDERR_FILENO)) {
+  explicit StandardErrorPipe(std::size_t room) : m_saved(::dup(STDERR_FILENO)) {
     int ends[2];
     EXPECT_EQ(0, ::pipe(ends));
     m_reader = ends[0];
     ::dup2(ends[1], STDERR_FILENO);
     ::close(ends[1]);
+    const std::string text(std::size_t(::fcntl(m_reader, F_GETPIPE_SZ)) - room, '.');
+    EXPECT_EQ(ssize_t(text.size()), ::write(STDERR_FILENO, text.data(), text.size()));
   }
   ~StandardErrorPipe() {
     ::dup2(m_saved, STDERR_FILENO);
     ::close(m_saved);
     ::close(m_reader);
-  }
-  // Leaves room for that many bytes.
-  void FillUpTo(std::size_t room) const {
-    const std::string text(std::size_t(::fcntl(m_reader, F_GETPIPE_SZ)) - room, '.');
-    EXPECT_EQ(ssize_t(text.size()), ::write(STDERR_FILENO, text.data(), text.size()));
   }
   // How many bytes wait in it.
   std::size_t Held() const {
@@ -110,8 +107,8 @@ TEST(Log, DoesNotWaitForEverForAReaderOfStandardError) {
   for (const std::size_t room : {0u, 4096u}) {  // none, or for half of the text
     std::atomic<bool> returned = false;
     std::jthread log;
-    const StandardErrorPipe pipe;  // destroyed before the thread is joined: ends a write that waits
-    pipe.FillUpTo(room);
+    // Destroyed before the thread is joined: ends a write that waits.
+    const StandardErrorPipe pipe(room);
     log = std::jthread([&] {
       Log(kLogError, "%s", std::string(8192, 'x').c_str());
       returned = true;
@@ -129,8 +126,7 @@ TEST(Log, WritesAWholeLineToASlowReader) {
   const std::string line(20000, 'x');
   // Tried again when this reader was too slow, and Log has dropped the rest of the line.
   EXPECT_TRUE(Eventually([&] {
-    const StandardErrorPipe pipe;
-    pipe.FillUpTo(4096);
+    const StandardErrorPipe pipe(4096);
     const std::size_t before = pipe.Held();
     std::atomic<bool> returned = false;
     std::jthread log([&] {

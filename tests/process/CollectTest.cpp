@@ -1,29 +1,21 @@
 #include "Daemon.h"
 
-TEST(Collect, ADatagramIsCutAndEndsAtItsFirstNul) {
+TEST(Collect, AnEmptyDatagramEndsReceptionAndAStopReportsAMissingPidFile) {
   const TempDir dir;
-  const Daemon daemon(dir);
+  Daemon daemon(dir);
   ASSERT_TRUE(daemon.IsUp());
   const Sender sender(dir / "socket");
-  const std::string kilobyte(1024, 'k');
-  for (const auto& text : {kilobyte, kilobyte + "cut", std::string("a\0b", 3), std::string("\0", 1),
-                           std::string("end")}) {
+  const std::string kept(1024, 'k'), thread = "CLogServerUdp::MainWorkerThread() ";
+  for (const auto& text :
+       {kept + "cut", std::string("a\0b", 3), std::string(1, '\0'), std::string(), kept}) {
     sender.Send(text);
   }
-  EXPECT_TRUE(Eventually([&] { return Logged(dir) == kilobyte + kilobyte + "aend"; }));
-  EXPECT_TRUE(
-      daemon.Says("CLogServerEngine::Write failed Error:0\n"
-                  "CLogServerUdp::MainWorkerThread() fwrite failed\n"));
-}
-
-TEST(Collect, AnEmptyDatagramEndsReception) {
-  const TempDir dir;
-  const Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
-  const Sender sender(dir / "socket");
-  for (const char* text : {"read", "", "unread"}) sender.Send(text);
-  EXPECT_TRUE(daemon.Says("CLogServerUdp::MainWorkerThread() - Error 104 - Error (104)\n"));
-  EXPECT_EQ("read", Logged(dir));
+  EXPECT_TRUE(daemon.Says("CLogServerEngine::Write failed Error:0\n" + thread + "fwrite failed\n" +
+                          thread + "- Error 104 - Error (104)\n"));
+  EXPECT_EQ(kept + "a", Logged(dir));
+  std::filesystem::remove(dir / "pid");
+  EXPECT_EQ(0, daemon.Stop());
+  EXPECT_TRUE(daemon.Says("failed to remove pid file " + (dir / "pid\n")));
 }
 
 TEST(Collect, TheWorkerRotatesBySizeAndDeletesTheOldest) {

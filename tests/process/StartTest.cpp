@@ -1,14 +1,19 @@
 #include "Daemon.h"
 
-TEST(Start, EveryFailureHasItsMessageAndStatus1) {
+TEST(Start, HelpAndEveryFailureHaveTheirMessageAndStatus) {
   const TempDir dir;
   std::filesystem::create_directories(dir / "dir/tmp.tavok");
   const std::string noConfiguration = "can't find conf file\n", udp = "CLogServerUdp::Init ";
   const std::string noReceiver = "failed to init log server\n",
                     noEngine = "failed to init log server engine\n";
+  const std::string usage =
+      "Usage : tavok [OPTIONS]\n"
+      " -c, --config          config file name (default: my.conf)\n"
+      " -h, --help            print this help message.\n";
   const struct {
     std::string settings, arguments, output;
     bool pidFile, directory;  // whether there is one after
+    int status = 1;
   } cases[] = {
       {"", "-cmissing", noConfiguration, false, false},
       {"", "-c/dev/null", noConfiguration, false, false},
@@ -20,12 +25,14 @@ TEST(Start, EveryFailureHasItsMessageAndStatus1) {
       {"Port=1\nBindingAddress=localhost", "", udp + "Error (22):22\n" + noReceiver, true, true},
       {"Port=dir", "", udp + "Error (98):98\n" + noReceiver, true, true},
       {"PidFileName=no/p\nPort=dir", "",
-       "failed to write to pid file no/p \n" + udp + "Error (98):98\n" + noReceiver, false, true}};
+       "failed to write to pid file no/p \n" + udp + "Error (98):98\n" + noReceiver, false, true},
+      {"", "-cmy.conf -h -cother -x", usage, false, false, 0},
+      {"", "-cmy.conf --help", usage, false, false, 0}};
   for (const auto& it : cases) {
     std::filesystem::remove(dir / "output");
     std::filesystem::remove_all(dir / "log");
     Daemon daemon(dir, it.settings, it.arguments);
-    EXPECT_EQ(1, daemon.Exit());
+    EXPECT_EQ(it.status, daemon.Exit());
     EXPECT_EQ(it.output, daemon.Output());
     EXPECT_EQ(it.pidFile, std::filesystem::remove(dir / "pid")) << it.output;
     EXPECT_EQ(it.directory, std::filesystem::exists(dir / "log")) << it.output;

@@ -153,14 +153,12 @@ TEST(Thread, ManyPostersLoseNoItem) {
   s_calls = 0;
   CRefCount<QELThread> waiting;
   QELBeginThread(waiting, Wait, nullptr);
-  std::vector<std::jthread> posters;
-  posters.reserve(4);
-  for (int poster = 0; poster < 4; ++poster) {
-    posters.emplace_back([&] {
+  std::jthread posters[4];
+  for (auto& poster : posters) {
+    poster = std::jthread([&] {
       for (int i = 0; i < 50; ++i) waiting->QueueAPC(new CountingItem);
     });
   }
-  posters.clear();
   EXPECT_TRUE(Eventually([] { return s_calls == 200; }));
   waiting->Stop();
 }

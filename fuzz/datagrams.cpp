@@ -6,12 +6,10 @@
 
 #include "Fuzz.h"
 
-namespace {
-
-const std::string g_directory = "/dev/shm/tavok-fuzz-" + std::to_string(::getpid());
+static const std::string g_directory = "/dev/shm/tavok-fuzz-" + std::to_string(::getpid());
 
 // A new daemon, in place of the one before. It ends with this process.
-void StartDaemon() {
+static void StartDaemon() {
   static std::FILE* daemon;
   if (daemon != nullptr) Require(::pclose(daemon) == 0);
   daemon = ::popen(("exec " DAEMON " keep " + g_directory).c_str(), "w");
@@ -20,8 +18,6 @@ void StartDaemon() {
     ::usleep(1000);
   }
 }
-
-}  // namespace
 
 void Try(const std::string& input) {
   static qel::QELSocket sender;

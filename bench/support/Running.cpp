@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -63,6 +64,18 @@ std::string OutputOf(const std::string& command, const TempDir& scratch) {
   const std::string printed = scratch / "printed";
   Process(ShellWords(command + " >" + printed)).Exit();
   return ReadFile(printed);
+}
+
+// Whether somebody has bound the destination.
+bool IsListening(const Destination& to) {
+  if (IsPort(to)) {
+    char addresses[32];  // local port, and no peer
+    (void)std::snprintf(addresses, sizeof addresses, ":%04lX 00000000:0000 ", std::stoul(to));
+    return ReadFile("/proc/net/udp").find(addresses) != std::string::npos;
+  }
+  const int fd = TryConnectedSocket(to);
+  if (fd != -1) ::close(fd);
+  return fd != -1;
 }
 
 // A log writer keeps other files beside its logs.

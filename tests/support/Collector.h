@@ -14,17 +14,17 @@
 #include "Sockets.h"
 #include "Waiting.h"
 
-// A Unix-domain datagram socket that somebody else sends to. It is read all the time: its queue
-// holds few messages, and senders drop what does not fit.
+// A Unix-domain datagram socket that somebody else sends to. Unless it is asked not to, it reads
+// all the time: its queue holds few messages, and senders drop what does not fit.
 class Collector {
  public:
   // Replaces what is at the path. Throws std::runtime_error if it cannot be bound.
-  explicit Collector(const std::string& path)
+  explicit Collector(const std::string& path, bool reads = true)
       : m_path(path), m_fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     ::unlink(path.c_str());
     const sockaddr_un at = UnixAddress(path);
     Check(::bind(m_fd, reinterpret_cast<const sockaddr*>(&at), sizeof at) == 0, "bind " + path);
-    m_reader = std::jthread([this](const std::stop_token& stop) { Read(stop); });
+    if (reads) m_reader = std::jthread([this](const std::stop_token& stop) { Read(stop); });
   }
   ~Collector() {
     m_reader = {};

@@ -63,18 +63,11 @@ class Flood {
         continue;
       }
       if (fd != -1) ::close(fd);
-      fd = SocketWithLimit(m_to);
-      if (fd == -1) Nap(1);
+      fd = TryConnectedSocket(m_to);
+      const timeval limit{1, 0};  // a daemon may be stopped for a while
+      if (fd == -1 || ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit) != 0) Nap(1);
     }
     if (fd != -1) ::close(fd);
-  }
-
-  // -1 when nobody listens there.
-  static int SocketWithLimit(const Destination& to) {
-    const int fd = TryConnectedSocket(to);
-    const timeval limit{1, 0};  // a daemon may be stopped for a while
-    if (fd != -1) ::setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-    return fd;
   }
 
   const Destination m_to;

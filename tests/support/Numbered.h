@@ -53,18 +53,11 @@ class NumberedReader {
     }
     return missing;
   }
-  // The same in words, with the first one; empty when 0 to `mayMiss` are missing.
+  // The same in words; empty when 0 to `mayMiss` are missing.
   std::string Lacks(const std::vector<int>& counts, long mayMiss = 0) const {
     const long missing = Missing(counts);
     if (missing < 0) return "there are more than were sent";
-    if (missing <= mayMiss) return "";
-    std::string first;
-    for (std::size_t sender = 0; sender < counts.size() && first.empty(); ++sender) {
-      const std::vector<bool>& seen = m_seen[sender];
-      const auto gap = std::find(seen.begin(), seen.end(), false) - seen.begin();
-      if (gap < counts[sender]) first = Numbered(sender, static_cast<int>(gap));
-    }
-    return std::to_string(missing) + " missing, from " + first;
+    return missing <= mayMiss ? "" : std::to_string(missing) + " missing";
   }
 
  private:

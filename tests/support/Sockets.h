@@ -5,11 +5,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <string>
 
 #include "Check.h"
-#include "Files.h"
 
 // Where datagrams go: the path of a Unix-domain socket, or, if it is a number, a UDP port of this
 // host's loopback address. As the setting Port has it.
@@ -56,9 +54,7 @@ inline int TryConnectedSocket(const Destination& to) {
     return ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
   };
   if (IsPort(to) ? connect(LoopbackAddress(to)) : connect(UnixAddress(to))) return fd;
-  const int error = errno;
-  ::close(fd);
-  errno = error;
+  ::close(fd);  // which leaves errno as it is
   return -1;
 }
 
@@ -67,18 +63,6 @@ inline int ConnectedSocket(const Destination& to) {
   const int fd = TryConnectedSocket(to);
   Check(fd != -1, "connect to " + to);
   return fd;
-}
-
-// Whether somebody has bound the destination.
-inline bool IsListening(const Destination& to) {
-  if (IsPort(to)) {
-    char addresses[32];  // local port, and no peer
-    (void)std::snprintf(addresses, sizeof addresses, ":%04lX 00000000:0000 ", std::stoul(to));
-    return ReadFile("/proc/net/udp").find(addresses) != std::string::npos;
-  }
-  const int fd = TryConnectedSocket(to);
-  if (fd != -1) ::close(fd);
-  return fd != -1;
 }
 
 // A connected datagram socket that waits for room at its destination.

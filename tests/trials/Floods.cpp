@@ -3,15 +3,6 @@
 
 #include "Trial.h"
 
-namespace {
-
-// What is kept of a datagram.
-std::string TextOf(const std::string& datagram) {
-  return datagram.substr(0, std::min(datagram.find('\0'), std::size_t{1024}));
-}
-
-}  // namespace
-
 TEST(Flood, Of64Senders) {
   const UpDaemon daemon;
   Flood flood(daemon / "socket", {.senders = 64, .each = Scale(1000, 30000), .lead = LONG_MAX});
@@ -35,7 +26,7 @@ TEST(Flood, OfEverySizeAndAnyBytes) {
       std::string datagram(size, '\0');
       for (char& byte : datagram) byte = static_cast<char>(random());
       sender.Send(datagram);
-      expected += TextOf(datagram);
+      expected += datagram.substr(0, std::min(datagram.find('\0'), std::size_t{1024}));
       EXPECT_TRUE(!udp || Eventually(arrived)) << size;
     }
     sender.Send("end");

@@ -8,25 +8,14 @@ namespace {
 constexpr const char* kTrace = "/tmp/ZABKTraceCon";
 constexpr const char* kSystemLog = "/dev/log";
 
-// A socket that is bound and never read, its queue full.
-class Wedged {
- public:
-  explicit Wedged(const char* path) : m_path(path), m_fd(::socket(AF_UNIX, SOCK_DGRAM, 0)) {
-    const sockaddr_un at = UnixAddress(path);
-    EXPECT_EQ(0, ::bind(m_fd, reinterpret_cast<const sockaddr*>(&at), sizeof at)) << path;
+// A collector that never reads, its queue full.
+struct Wedged : Collector {
+  explicit Wedged(const char* path) : Collector(path, false) {
     const int filler = ConnectedSocket(path);
     for (int i = 0; i < 10000 && ::send(filler, "x", 1, MSG_DONTWAIT) == 1; ++i) {
     }
     ::close(filler);
   }
-  ~Wedged() {
-    ::close(m_fd);
-    ::unlink(m_path);
-  }
-
- private:
-  const char* const m_path;
-  const int m_fd;
 };
 
 // A daemon comes up, takes a flood with rotations and with what it has to report about, and stops.

@@ -16,10 +16,6 @@ struct Holdings {
     const std::filesystem::directory_iterator files(proc + "/fd");
     descriptors = std::distance(begin(files), end(files));
   }
-  void Print(const char* when, long messages, std::size_t files) const {
-    Figure("%-6s %ld KB, %ld descriptors, %ld threads; %ld messages in %zu files", when, memoryKb,
-           descriptors, threads, messages, files);
-  }
 
   long memoryKb = 0, descriptors = 0, threads = 0;
 };
@@ -43,9 +39,8 @@ constexpr long kNoiseKb = 64;  // a page here and there: what is touched for the
 #endif
 
 void AwaitRotationBySize(const TempDir& dir) {
-  const auto isFull = [&] {
-    return std::filesystem::file_size(dir / "log/tmp.tavok") > kMaxFileSize;
-  };
+  const std::string log = dir / "log/tmp.tavok";
+  const auto isFull = [&] { return std::filesystem::file_size(log) > kMaxFileSize; };
   EXPECT_TRUE(Eventually(isFull));
   EXPECT_TRUE(Eventually(std::not_fn(isFull)));
 }
@@ -80,13 +75,15 @@ TEST(Soak, NothingGrows) {
   };
   runAll();
   const Holdings start(daemon);
-  start.Print("start", messages, auditor.Files());
   do {
     runAll();
     ASSERT_FALSE(HasFailure());
   } while (SecondsSince(begin) < seconds);
   const Holdings end(daemon);
-  end.Print("end", messages, auditor.Files());
+  Figure(
+      "%ld KB at the start, %ld KB at the end, %ld descriptors, %ld threads; %ld messages in %zu "
+      "files",
+      start.memoryKb, end.memoryKb, end.descriptors, end.threads, messages, auditor.Files());
   EXPECT_LE(end.memoryKb, start.memoryKb + kNoiseKb);
   EXPECT_EQ(end.descriptors, start.descriptors);
   EXPECT_EQ(end.threads, start.threads);

@@ -21,9 +21,7 @@ Number Scale(Number quick, Number full) {
 // Prints what a trial has found, for whoever runs it.
 template <class... Values>
 void Figure(const char* format, Values... values) {
-  (void)std::printf("             ");
-  (void)std::printf(format, values...);
-  (void)std::printf("\n");
+  (void)std::printf(("             " + std::string(format) + "\n").c_str(), values...);
 }
 
 // Runs the body for all cases at once, each in a thread.

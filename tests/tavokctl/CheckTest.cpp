@@ -127,8 +127,7 @@ TEST_F(Check, WarnsOfWhereItListens) {
        "5: BindingAddress is ignored: tavok listens on a Unix-domain socket"},
       {"Port=23456\nBindingAddress=localhost",
        "~ is not a dotted IPv4 address: tavok will not start"},
-      {"Port=23456\nBindingAddress=192.0.2.1",
-       "~ cannot be bound: Cannot assign requested address"},
+      {"Port=2345\nBindingAddress=192.0.2.1", "~ cannot be bound: Cannot assign requested address"},
       {"Port=23456\nBindingAddress=127.1", "~ means 127.0.0.1"},
       {"Port=23456 # UDP",
        "5: the # and the text after it are part of the value of Port: a comment needs a line of "

@@ -58,8 +58,8 @@ TEST_F(TailOfFiles, NamesAFileThatWasRemovedUnread) {
     std::filesystem::rename(File("tmp.tavok"), File(name));
     Write(name + 6);
   }
-  std::filesystem::rename(File("tavok_c"),
-                          File("tavok_b"));  // as a second rotation within a second does
+  // As a second rotation within a second does.
+  std::filesystem::rename(File("tavok_c"), File("tavok_b"));
   tail.Signal(SIGCONT);
   EXPECT_TRUE(tail.Says("tavok_c was removed before it could be read"));
   ExpectOut(tail, "1bc");
@@ -128,5 +128,6 @@ TEST_F(Tail, LosesNothingOfASenderThatDoesNotPauseForRotations) {
   stopped.Signal(SIGCONT);
   ExpectOut(stopped, tail.Out());
   EXPECT_EQ("", NumberedFault(tail.Out(), counts));
-  EXPECT_EQ("", tail.Err() + stopped.Err());
+  EXPECT_EQ("", tail.Err());
+  EXPECT_EQ("", stopped.Err());
 }

@@ -4,36 +4,33 @@
 
 namespace {
 
-using CWarnings = std::set<std::string>;
-
 const std::string kGood = "[LogServer]\nDirName=@/log\nPidFileName=@/pid\nPort=@/socket\n";
 
 class Check : public testing::Test {
  protected:
-  // The warnings of a configuration, each "LINE: text", or "text" where it is about no line. Lines
-  // are counted from the end of kGood, whose own four may be overridden. @ is m_dir.
-  CWarnings Warnings(const std::string& text) const {
+  // The warnings of a configuration, each "LINE: text\n", or " text\n" where it is about no line,
+  // but those of settings that override one of kGood. @ is m_dir.
+  std::string Warnings(const std::string& text) const {
     WriteConfig(text);
     Ctl check(m_dir, "check --strict -c conf");
     const int status = check.Status();
-    CWarnings warnings;
-    std::istringstream lines(std::regex_replace(check.Err(), std::regex(m_dir.Path()), "@"));
-    for (std::string line; std::getline(lines, line);) {
-      EXPECT_TRUE(line.starts_with("conf:")) << line;
-      const std::size_t mark = line.find(" warning: ");
-      const std::string number =
-          mark == 5 ? "" : std::to_string(std::stoi(line.substr(5)) - 4) + ": ";
-      const bool overridesGood = line.find("overrides line ") != line.npos && line.back() <= '4';
-      if (!overridesGood) warnings.insert(number + line.substr(mark + 10));
-    }
     EXPECT_EQ(check.Err().empty() ? 0 : 1, status) << check.Err();
     Expect(m_dir, "check -c conf", 0, "");
-    return warnings;
+    std::string said = std::regex_replace(check.Err(), std::regex(m_dir.Path()), "@");
+    said = std::regex_replace(said, std::regex("conf:.*overrides line [2-4]\n"), "");
+    return std::regex_replace(said, std::regex("conf:(\\d+:)? warning:"), "$1");
   }
 
-  // Lines to append to kGood, and the warnings expected of each.
-  void ExpectWarnings(const std::vector<std::pair<std::string, CWarnings>>& cases) const {
-    for (const auto& [text, warnings] : cases) EXPECT_EQ(warnings, Warnings(kGood + text));
+  // Lines to append to the four of kGood, and the warnings expected of each; ~ is the number, key
+  // and value of the last one.
+  void ExpectWarnings(const std::vector<std::pair<std::string, std::string>>& cases) const {
+    for (const auto& [lines, warnings] : cases) {
+      const std::string key = lines.substr(lines.rfind('\n') + 1);
+      const std::string subject = std::to_string(5 + std::count(lines.begin(), lines.end(), '\n')) +
+                                  ": " + std::regex_replace(key, std::regex("="), " ");
+      const std::string expected = std::regex_replace(warnings, std::regex("~"), subject);
+      EXPECT_EQ(expected + (expected.empty() ? "" : "\n"), Warnings(kGood + lines + "\n"));
+    }
   }
 
   void WriteConfig(const std::string& text) const {
@@ -47,18 +44,17 @@ class Check : public testing::Test {
 
 TEST_F(Check, PrintsTheEffectiveValues) {
   WriteFile(m_dir / "conf", "[logserver]\nmaxperiod=1193047\nPORT=70001\nMaxSize = 51\n");
-  const std::string end = "  (default)\n";
   Ctl check(m_dir, "check -c conf");
   EXPECT_EQ(0, check.Status());
-  EXPECT_EQ(check.Out(), "DirName           /tmp/tavok_log" + end +
-                             "Port              UDP port 4465\n"
-                             "BindingAddress    any" +
-                             end + "PidFileName       /tmp/tavok_log_server.pid" + end +
-                             "MaxFileSize       50 MiB (52428800 bytes)" + end +
-                             "MaxSize           51 MiB (53477376 bytes)\n"
-                             "MaxPeriod         1904 seconds\n"
-                             "ExternalRotation  off" +
-                             end);
+  EXPECT_EQ(check.Out(),
+            "DirName           /tmp/tavok_log  (default)\n"
+            "Port              UDP port 4465\n"
+            "BindingAddress    any  (default)\n"
+            "PidFileName       /tmp/tavok_log_server.pid  (default)\n"
+            "MaxFileSize       50 MiB (52428800 bytes)  (default)\n"
+            "MaxSize           51 MiB (53477376 bytes)\n"
+            "MaxPeriod         1904 seconds\n"
+            "ExternalRotation  off  (default)\n");
   for (const std::string text : {"", "Port=1\n", "[Other]\n"}) {
     WriteFile(m_dir / "conf", text);
     Expect(m_dir, "check -c conf", 1, "read conf: no section [LogServer]");
@@ -79,46 +75,44 @@ TEST_F(Check, ReadsFlagsAsTavokDoes) {
 
 TEST_F(Check, WarnsOfLines) {
   ExpectWarnings({
-      {"# all is well\n\n", {}},
-      {"// Port=1\n", {"1: unknown key \"// Port\": ignored; comments begin with #"}},
-      {"MaxFilesize2=1\n", {"1: unknown key \"MaxFilesize2\": ignored; did you mean MaxFileSize?"}},
-      {"colour=1\n", {"1: unknown key \"colour\": ignored"}},
-      {"; Port=1\n", {"1: unknown key \"; Port\": ignored; comments begin with #"}},
-      {"[Other\n", {"1: unknown key \"[Other\": ignored; a section header ends with ]"}},
-      {"[LogServers]\nPort=1\n",
-       {"1: unknown section [LogServers]: ignored; did you mean LogServer?"}},
-      {"[]\n", {"1: unknown section []: ignored"}},
-      {"MaxSize=100\nMAXSIZE = 99\n", {"2: MAXSIZE is set again: this overrides line 5"}},
-      {"MaxSize=5x\n" + kGood, {"2: a second [LogServer]: it replaces the one in line 1"}},
+      {"# all is well\n", ""},
+      {"// Port=1", "5: unknown key \"// Port\": ignored; comments begin with #"},
+      {"MaxFilesize2=1", "5: unknown key \"MaxFilesize2\": ignored; did you mean MaxFileSize?"},
+      {"colour=1", "5: unknown key \"colour\": ignored"},
+      {"; Port=1", "5: unknown key \"; Port\": ignored; comments begin with #"},
+      {"[Other", "5: unknown key \"[Other\": ignored; a section header ends with ]"},
+      {"[LogServers]\nPort=1", "5: unknown section [LogServers]: ignored; did you mean LogServer?"},
+      {"[]", "5: unknown section []: ignored"},
+      {"MaxSize=100\nMAXSIZE = 99", "6: MAXSIZE is set again: this overrides line 5"},
+      {"MaxSize=5x\n" + kGood, "6: a second [LogServer]: it replaces the one in line 1"},
   });
-  EXPECT_EQ(CWarnings{"-3: \"x\" comes before the first section: ignored"},
-            Warnings("x=1\n" + kGood));
-  EXPECT_EQ(CWarnings{"the file contains a NUL byte: the rest of it is ignored"},
+  EXPECT_EQ("1: \"x\" comes before the first section: ignored\n", Warnings("x=1\n" + kGood));
+  EXPECT_EQ(" the file contains a NUL byte: the rest of it is ignored\n",
             Warnings(kGood + std::string("\0Port=1\n", 8)));
 }
 
 TEST_F(Check, WarnsOfNumbersAndFlags) {
   ExpectWarnings({
-      {"MaxPeriod\n",
-       {"1: MaxPeriod has no '=': taken as empty", "1: MaxPeriod \"\" is empty: taken as 0",
-        "1: MaxPeriod is 0: no rotated file is kept, and an error is reported every 15 s"}},
-      {"MaxFileSize=50MB\n", {"1: MaxFileSize \"50MB\" is taken as 50"}},
-      {"MaxFileSize=big\n",
-       {"1: MaxFileSize \"big\" is not a number: taken as 0",
-        "1: MaxFileSize is 0: the file is rotated every 15 s, even an empty one"}},
-      {"MaxSize=4097\nMaxFileSize=1\n",
-       {"1: MaxSize 4097 MiB does not fit in 32 bits: it becomes 1048576 bytes",
-        "1: MaxSize is not above MaxFileSize: a rotated file is deleted at once"}},
-      {"MaxPeriod=-1\n",
-       {"1: MaxPeriod -1 h does not fit in 32 bits: it becomes 4294963696 seconds"}},
-      {"MaxPeriod=99999999999999999999\n",
-       {"1: MaxPeriod 99999999999999999999 h does not fit in 32 bits: it becomes 4294963696 "
-        "seconds"}},
-      {"MaxSize=50\n", {"1: MaxSize is not above MaxFileSize: a rotated file is deleted at once"}},
-      {"ExternalRotation=on\n", {"1: ExternalRotation \"on\" means off"}},
-      {"ExternalRotation=7\n", {"1: ExternalRotation \"7\" means on"}},
-      {"ExternalRotation=1\nMaxSize=5\n",
-       {"2: MaxSize has no effect: with ExternalRotation nothing is rotated by size or deleted"}},
+      {"MaxPeriod",
+       "5: MaxPeriod has no '=': taken as empty\n5: MaxPeriod \"\" is empty: taken as 0\n"
+       "5: MaxPeriod is 0: no rotated file is kept, and an error is reported every 15 s"},
+      {"MaxFileSize=50MB", "5: MaxFileSize \"50MB\" is taken as 50"},
+      {"MaxFileSize=big",
+       "5: MaxFileSize \"big\" is not a number: taken as 0\n"
+       "5: MaxFileSize is 0: the file is "
+       "rotated every 15 s, even an empty one"},
+      {"MaxSize=4097\nMaxFileSize=1",
+       "5: MaxSize 4097 MiB does not fit in 32 bits: it becomes 1048576 bytes\n"
+       "5: MaxSize is not "
+       "above MaxFileSize: a rotated file is deleted at once"},
+      {"MaxPeriod=-1", "~ h does not fit in 32 bits: it becomes 4294963696 seconds"},
+      {"MaxPeriod=99999999999999999999",
+       "~ h does not fit in 32 bits: it becomes 4294963696 seconds"},
+      {"MaxSize=50", "5: MaxSize is not above MaxFileSize: a rotated file is deleted at once"},
+      {"ExternalRotation=on", "5: ExternalRotation \"on\" means off"},
+      {"ExternalRotation=7", "5: ExternalRotation \"7\" means on"},
+      {"ExternalRotation=1\nMaxSize=5",
+       "6: MaxSize has no effect: with ExternalRotation nothing is rotated by size or deleted"},
   });
 }
 
@@ -128,35 +122,31 @@ TEST_F(Check, WarnsOfWhereItListens) {
   WriteFile(m_dir / "514", "");
   const Collector alive(m_dir / "alive");
   ExpectWarnings({
-      {"Port=23456\nBindingAddress=127.0.0.1\nExternalRotation=No\n", {}},
-      {"BindingAddress=127.0.0.1\n",
-       {"1: BindingAddress is ignored: tavok listens on a Unix-domain socket"}},
-      {"Port=23456\nBindingAddress=localhost\n",
-       {"2: BindingAddress localhost is not a dotted IPv4 address: tavok will not start"}},
-      {"Port=23456\nBindingAddress=192.0.2.1\n",
-       {"2: BindingAddress 192.0.2.1 cannot be bound: Cannot assign requested address"}},
-      {"Port=23456\nBindingAddress=127.1\n", {"2: BindingAddress 127.1 means 127.0.0.1"}},
-      {"Port=23456 # UDP\n",
-       {"1: the # and the text after it are part of the value of Port: a comment needs a line of "
-        "its own",
-        "1: Port \"23456 # UDP\" means UDP port 23456"}},
-      {"Port=65536\n", {"1: Port \"65536\" means UDP port 0: the kernel picks one"}},
-      {"Port=514\n",
-       {"1: Port 514 is also a file in this directory: tavok removes it when it stops here"}},
-      {"Port=\n", {"1: Port is empty: no program can send to a socket without a path"}},
-      {"Port=syslog\n",
-       {"1: Port \"syslog\" is not a port number: taken as the path of a socket, relative to "
-        "the directory in which tavok is started"}},
-      {"Port=/" + std::string(106, 'x') + "\n", {}},
-      {"Port=/" + std::string(107, 'x') + "\n",
-       {"1: Port has 108 bytes: a socket's path can have at most 107"}},
-      {"Port=@/dir\n", {"1: Port @/dir is a directory: tavok will not start"}},
-      {"Port=@/file\n", {"1: Port @/file is not a socket: tavok removes it"}},
-      {"Port=/dev/null\n", {"1: Port /dev/null is not a socket: tavok removes it"}},
-      {"Port=@/alive\n", {"1: Port @/alive is the socket of another program: tavok removes it"}},
-      {"PidFileName=/dev/null\n",
-       {"1: PidFileName /dev/null is a device or a pipe: tavok removes it when it stops"}},
-      {"Port=@/no/s\n", {"1: Port @/no/s cannot be bound: @/no: No such file or directory"}},
+      {"Port=23456\nBindingAddress=127.0.0.1\nExternalRotation=No", ""},
+      {"BindingAddress=127.0.0.1",
+       "5: BindingAddress is ignored: tavok listens on a Unix-domain socket"},
+      {"Port=23456\nBindingAddress=localhost",
+       "~ is not a dotted IPv4 address: tavok will not start"},
+      {"Port=2345\nBindingAddress=192.0.2.1", "~ cannot be bound: Cannot assign requested address"},
+      {"Port=23456\nBindingAddress=127.1", "~ means 127.0.0.1"},
+      {"Port=23456 # UDP",
+       "5: the # and the text after it are part of the value of Port: a comment needs a line of "
+       "its own\n5: Port \"23456 # UDP\" means UDP port 23456"},
+      {"Port=65536", "5: Port \"65536\" means UDP port 0: the kernel picks one"},
+      {"Port=514", "~ is also a file in this directory: tavok removes it when it stops here"},
+      {"Port=", "5: Port is empty: no program can send to a socket without a path"},
+      {"Port=syslog",
+       "5: Port \"syslog\" is not a port number: taken as the path of a socket, relative to the "
+       "directory in which tavok is started"},
+      {"Port=/" + std::string(106, 'x'), ""},
+      {"Port=/" + std::string(107, 'x'),
+       "5: Port has 108 bytes: a socket's path can have at most 107"},
+      {"Port=@/dir", "~ is a directory: tavok will not start"},
+      {"Port=@/file", "~ is not a socket: tavok removes it"},
+      {"Port=/dev/null", "~ is not a socket: tavok removes it"},
+      {"Port=@/alive", "~ is the socket of another program: tavok removes it"},
+      {"PidFileName=/dev/null", "~ is a device or a pipe: tavok removes it when it stops"},
+      {"Port=@/no/s", "~ cannot be bound: @/no: No such file or directory"},
   });
 }
 
@@ -166,25 +156,22 @@ TEST_F(Check, WarnsOfFiles) {
   WriteFile(m_dir / "file", "text");
   WriteFile(m_dir / "stale", "99\n");
   ExpectWarnings({
-      {"DirName=\n", {"1: DirName is empty: tavok will not start"}},
-      {"DirName=log\n", {"1: DirName log is relative to the directory in which tavok is started"}},
-      {"DirName=@/file\n", {"1: DirName @/file is not a directory: tavok will not start"}},
-      {"DirName=@/no/log\n",
-       {"1: DirName @/no/log cannot be created: @/no: No such file or directory"}},
-      {"PidFileName=\n", {"1: PidFileName is empty: no other tavok can take over"}},
-      {"PidFileName=@/dir\n", {"1: PidFileName @/dir is a directory"}},
-      {"PidFileName=@/no/p\n",
-       {"1: PidFileName @/no/p cannot be written: @/no: No such file or directory"}},
-      {"PidFileName=@/file\n",
-       {"1: PidFileName @/file does not hold a process id: tavok signals whatever it reads there, "
-        "then replaces and removes the file"}},
-      {"PidFileName=@/socket\n", {"1: PidFileName @/socket is also the path of the socket"}},
-      {"PidFileName=@/stale\n", {}},
-      {"PidFileName=@/my_tavok_pid\n", {}},
-      {"DirName=@/dir\nPort=@/dir/tavok_s\n",
-       {"2: Port @/dir/tavok_s counts as a rotated file and will be deleted"}},
-      {"DirName=@/dir\nPidFileName=@/dir/my_tavok_pid\n",
-       {"2: PidFileName @/dir/my_tavok_pid counts as a rotated file and will be deleted"}},
+      {"DirName=", "5: DirName is empty: tavok will not start"},
+      {"DirName=log", "~ is relative to the directory in which tavok is started"},
+      {"DirName=@/file", "~ is not a directory: tavok will not start"},
+      {"DirName=@/no/log", "~ cannot be created: @/no: No such file or directory"},
+      {"PidFileName=", "5: PidFileName is empty: no other tavok can take over"},
+      {"PidFileName=@/dir", "~ is a directory"},
+      {"PidFileName=@/no/p", "~ cannot be written: @/no: No such file or directory"},
+      {"PidFileName=@/file",
+       "~ does not hold a process id: tavok signals whatever it reads there, then replaces and "
+       "removes the file"},
+      {"PidFileName=@/socket", "~ is also the path of the socket"},
+      {"PidFileName=@/stale", ""},
+      {"PidFileName=@/my_tavok_pid", ""},
+      {"DirName=@/dir\nPort=@/dir/tavok_s", "~ counts as a rotated file and will be deleted"},
+      {"DirName=@/dir\nPidFileName=@/dir/my_tavok_pid",
+       "~ counts as a rotated file and will be deleted"},
   });
 }
 

@@ -6,8 +6,8 @@ TEST(PidFile, IsNotTrusted) {
   std::filesystem::create_directory(dir / "stranger");
   std::filesystem::create_symlink("/bin/sleep", dir / "stranger/tavok");
   const Process stranger({dir / "stranger/tavok", "1000"});
-  const std::string comm = "/proc/" + stranger.Pid() + "/comm";
-  EXPECT_TRUE(Eventually([&] { return ReadFile(comm) == "tavok\n"; }));
+  EXPECT_TRUE(
+      Eventually([&] { return ReadFile("/proc/" + stranger.Pid() + "/comm") == "tavok\n"; }));
   const Fake fake(dir, "exit 7");
   const std::string named = ", named in " + (dir / "pid") + ", ";
   const std::string none = "does not hold a process id";  // so it may be somebody else's file

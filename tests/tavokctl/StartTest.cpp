@@ -35,11 +35,7 @@ TEST(Start, RunsTavokInASessionOfItsOwn) {
 TEST(Start, SaysWhyTavokDidNotComeUp) {
   const TempDir dir;
   const std::string lines = "for i in 1 2 3 4 5 6 7 8 9 a b c; do echo line $i >&2; done; ";
-  const struct {
-    std::string script;
-    std::string words;
-    std::string text;
-  } cases[] = {
+  const std::tuple<std::string, std::string, std::string> cases[] = {
       {"exit 7", "", "start tavok: it ended with status 7; it said:\n-c conf -s "},
       {lines + "exit 1", "", "it said:\nline 3\nline 4"},
       {"for i in 1 2 3 4 5 6; do printf '%9999d\\n' $i; done >&2; exit 1", "", " 6\n"},
@@ -48,11 +44,11 @@ TEST(Start, SaysWhyTavokDidNotComeUp) {
       {"exec 2>&-; exec sleep 100", "-t 1", "not up after 1 s"},
       {"trap '' TERM; while :; do sleep 0.1; done", "-t 1", "not up after 1 s"},
   };
-  for (const auto& one : cases) {
-    const Fake fake(dir, one.script + "; #$*");
-    Ctl start = fake.Start(one.words);
+  for (const auto& [script, words, text] : cases) {
+    const Fake fake(dir, script + "; #$*");
+    Ctl start = fake.Start(words);
     EXPECT_EQ(1, start.Status());
-    EXPECT_NE(std::string::npos, start.Err().find(one.text)) << start.Err();
+    EXPECT_NE(std::string::npos, start.Err().find(text)) << start.Err();
     EXPECT_FALSE(HasSemaphore(start.Err())) << start.Err();
   }
   Expect(dir, "start -c conf", 1, "failed to create directory");

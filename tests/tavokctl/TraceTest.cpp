@@ -1,13 +1,8 @@
 #include "Ctl.h"
 
-namespace {
-
 constexpr const char* kTracePath = "/tmp/ZABKTraceCon";
-constexpr const char* kDiagPath = "/tmp/ZABKDiagCon";
 
-}  // namespace
-
-TEST(Trace, TracedIsTheOnlyCollectorAndLeavesNothing) {
+TEST(Trace, TracedIsTheOnlyCollectorPrintsAllAndLeavesNothing) {
   const TempDir dir;
   WriteFile(kTracePath, "");  // is no socket, and so stays
   Expect(dir, "trace", 1, std::string("collect at ") + kTracePath + ": Address already in use");
@@ -16,24 +11,16 @@ TEST(Trace, TracedIsTheOnlyCollectorAndLeavesNothing) {
     std::filesystem::rename(kTracePath, dir / "socket");
   }
   std::filesystem::rename(dir / "socket", kTracePath);
-  Ctl trace(dir, "trace");
-  Ctl diag(dir, "trace --diag", "diag");
+  Ctl trace(dir, "trace", "trace");
   EXPECT_TRUE(trace.Says(std::string("collecting at ") + kTracePath + ", until interrupted"));
-  EXPECT_TRUE(diag.Says(std::string("collecting at ") + kDiagPath));
+  for (const int signal : {SIGTERM, SIGHUP}) {
+    Ctl diag(dir, "trace --diag", "diag");
+    EXPECT_TRUE(diag.Says("collecting at /tmp/ZABKDiagCon"));
+    EXPECT_EQ(0, diag.End(signal));
+  }
   Ctl second(dir, "trace", "second");
   EXPECT_TRUE(second.Says("another collector is alive"));
   EXPECT_EQ(1, second.End(SIGTERM));
-  EXPECT_EQ(0, trace.End(SIGINT));
-  EXPECT_EQ(0, diag.End(SIGTERM));
-  for (const std::string left : {"/tmp/ZABKTraceCon", "/tmp/ZABKTraceCon_Active", kDiagPath}) {
-    EXPECT_FALSE(std::filesystem::exists(left)) << left;
-  }
-}
-
-TEST(Trace, TracedPrintsWhatTheLibrarySays) {
-  const TempDir dir;
-  Ctl trace(dir, "trace", "trace");
-  EXPECT_TRUE(trace.Says("collecting at "));
   const Sender sender(kTracePath);
   const std::string ids = "\1\x15\xCD\x5B\7\xFF\xFF\xFF\xFF";
   const std::string printed = "Z pid 123456789 thread 4294967295 ";
@@ -51,5 +38,9 @@ TEST(Trace, TracedPrintsWhatTheLibrarySays) {
   EXPECT_TRUE(daemon.IsUp());
   EXPECT_EQ(0, daemon.Stop());
   EXPECT_TRUE(trace.Says(line));
-  EXPECT_EQ(0, trace.End(SIGHUP));
+  EXPECT_EQ(0, trace.End(SIGINT));
+  for (const std::string left :
+       {"/tmp/ZABKTraceCon", "/tmp/ZABKTraceCon_Active", "/tmp/ZABKDiagCon"}) {
+    EXPECT_FALSE(std::filesystem::exists(left)) << left;
+  }
 }

@@ -6,6 +6,17 @@
 #include "LogServerEngine.h"
 #include "Waiting.h"
 
+// While true, operator new throws.
+static bool g_memoryIsShort = false;
+
+// Not inlined, or the compiler takes malloc and operator delete for a mismatched pair.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  if (g_memoryIsShort) throw std::bad_alloc();
+  return std::malloc(size);
+}
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+
 TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
   ::setenv("TZ", "ABC-14", 1);
   const TempDir dir;
@@ -36,6 +47,23 @@ TEST(Engine, StopEndsTheWorker) {
   engine.Start();
   engine.Stop();
   EXPECT_TRUE(Eventually([&] { return threads() == before; }));
+}
+
+TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {
+  const TempDir dir;
+  CLogServerEngine engine(dir / "log", 1, 1, 1, true);
+  ASSERT_TRUE(engine.Init());
+  WriteFile(dir / "log/tavok_1", "");
+  std::uint32_t total = 0, oldest = 4'000'000'000;
+  std::string name;
+  const int free = ::dup(0);
+  ::close(free);
+  g_memoryIsShort = true;
+  EXPECT_THROW(engine.GetLastModified(name, total, oldest), std::bad_alloc);
+  g_memoryIsShort = false;
+  const int freeAfter = ::dup(0);
+  ::close(freeAfter);
+  EXPECT_EQ(free, freeAfter);
 }
 
 TEST(Engine, ReportsALackOfMemoryAsAFileSystemError) {

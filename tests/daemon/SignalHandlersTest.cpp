@@ -4,7 +4,9 @@
 #include <filesystem>
 
 #include "Files.h"
+#include "Globals.h"
 #include "LogServerEngine.h"
+#include "Process.h"
 #include "SignalHandlers.h"
 
 // Runs the SIGHUP handler where errno matters. Returns what it reports.
@@ -29,4 +31,15 @@ TEST(SignalHandlers, SigHupReportsARotationThatFailsAndInstallsItselfAgain) {
   EXPECT_EQ("CLogServerEngine file system error:2\n", ReportOfSigHup());
   EXPECT_FALSE(engine.Write("no file is open"));
   EXPECT_EQ(&sighup, ::signal(SIGHUP, SIG_DFL));
+}
+
+TEST(SignalHandlers, SigTermAsksTheProgramToExitOnceItIsNotBlocked) {
+  InstallSigTerm();
+  {
+    const CSignalBlock block;
+    ::raise(SIGTERM);
+    EXPECT_FALSE(g_bExitProgram);
+  }
+  EXPECT_TRUE(g_bExitProgram);
+  ::signal(SIGTERM, SIG_DFL);
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -37,7 +38,7 @@ TEST(SignalHandlers, SigTermAsksTheProgramToExitOnceItIsNotBlocked) {
   InstallSigTerm();
   {
     const CSignalBlock block;
-    ::raise(SIGTERM);
+    ::kill(::getpid(), SIGTERM);
     EXPECT_FALSE(g_bExitProgram);
   }
   EXPECT_TRUE(g_bExitProgram);

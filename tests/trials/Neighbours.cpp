@@ -52,7 +52,8 @@ TEST(Neighbours, TracedReportsToASystemLoggerThatListens) {
 }
 
 TEST(Neighbours, TracedToACollectorThatIsFull) {
-  const Wedged trace(kTrace), diag("/tmp/ZABKDiagCon");
+  const Wedged trace(kTrace);
+  const Wedged diag("/tmp/ZABKDiagCon");
   RunsWell();
 }
 

@@ -67,7 +67,7 @@ TEST_F(Check, ReadsFlagsAsTavokDoes) {
       {"on", {"1", "-1", "yes", "YES", "true", "True"}}, {"off", {"0", "no", "on", "false", ""}}};
   for (const auto& [state, flags] : cases) {
     for (const std::string& flag : flags) {
-      WriteConfig(kGood + "ExternalRotation=" + flag);
+      WriteConfig(std::string(kGood).append("ExternalRotation=").append(flag));
       Expect(m_dir, "check -c conf", 0, "ExternalRotation  " + state + "\n");
     }
   }

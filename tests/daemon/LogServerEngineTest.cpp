@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "Files.h"
 #include "LogServerEngine.h"
 #include "Waiting.h"
@@ -36,17 +34,13 @@ TEST(Engine, RotatesToUtcNamesAndKeepsTheLaterOfASecond) {
 }
 
 TEST(Engine, StopEndsTheWorker) {
-  const auto threads = [] {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-  };
   const TempDir dir;
-  const auto before = threads();
+  const long before = CountEntries("/proc/self/task");
   CLogServerEngine engine(dir / "log", 1 << 20, 3600, 1 << 20, false);
   ASSERT_TRUE(engine.Init());
   engine.Start();
   engine.Stop();
-  EXPECT_TRUE(Eventually([&] { return threads() == before; }));
+  EXPECT_TRUE(Eventually([&] { return CountEntries("/proc/self/task") == before; }));
 }
 
 TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {
@@ -56,14 +50,11 @@ TEST(Engine, ClosesTheDirectoryWhenMemoryRunsOut) {
   WriteFile(dir / "log/tavok_1", "");
   std::uint32_t total = 0, oldest = 4'000'000'000;
   std::string name;
-  const int free = ::dup(0);
-  ::close(free);
+  const long before = CountEntries("/proc/self/fd");
   g_memoryIsShort = true;
   EXPECT_THROW(engine.GetLastModified(name, total, oldest), std::bad_alloc);
   g_memoryIsShort = false;
-  const int freeAfter = ::dup(0);
-  ::close(freeAfter);
-  EXPECT_EQ(free, freeAfter);
+  EXPECT_EQ(before, CountEntries("/proc/self/fd"));
 }
 
 TEST(Engine, ReportsALackOfMemoryAsAFileSystemError) {

@@ -1,9 +1,8 @@
 #include "Daemon.h"
 
 TEST(Collect, AnEmptyDatagramEndsReceptionAndAStopReportsAMissingPidFile) {
-  const TempDir dir;
-  Daemon daemon(dir);
-  ASSERT_TRUE(daemon.IsUp());
+  UpDaemon daemon;
+  const TempDir& dir = daemon;
   const Sender sender(dir / "socket");
   const std::string kept(1024, 'k'), thread = "CLogServerUdp::MainWorkerThread() ";
   for (const auto& text :

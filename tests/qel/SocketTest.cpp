@@ -41,12 +41,6 @@ static unsigned Received(QELSocket& socket, char* buffer, unsigned size) {
   return socket._ReceiveFromEx(buffer, size, nullptr, &length, 0, 1);
 }
 
-// Gives a socket the first descriptor that an fd_set has no room for.
-static QELSocket& Exceed(QELSocket& socket) {
-  socket.m_hSocket = FD_SETSIZE;
-  return socket;
-}
-
 TEST(Socket, EveryFailureThrowsItsCode) {
   const TempDir dir;
   QELSocket taken, s;
@@ -62,7 +56,11 @@ TEST(Socket, EveryFailureThrowsItsCode) {
       {ENOENT, [&] { s.ConnectUnix((dir / "missing").c_str()); }},
       {ENOPROTOOPT, [&] { s.SetSockOpt(9999, &s, 4, SOL_SOCKET); }},
       {ENOTTY, [&] { s.IOCtl(0x7777, nullptr); }},
-      {EINVAL, [&] { Exceed(s).ValidateFd(); }},
+      {EINVAL,
+       [&] {
+         s.m_hSocket = FD_SETSIZE;  // an fd_set has no room for it
+         s.ValidateFd();
+       }},
       {EBADF, [&] { s.Close(); }}};
   for (const auto& [code, call] : cases) {
     EXPECT_EQ(code, ThrownCode(call));

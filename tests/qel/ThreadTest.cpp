@@ -81,11 +81,6 @@ template struct Reveal<&QELThread::m_queue, &QELMTLinkedList<CThreadAPC>::m_spin
                        &QELSpinWord::m_nWord>;
 std::atomic<std::uint32_t>& SpinWordOf(QELThread& thread);
 
-bool IsAsleep(int tid) {
-  const std::string stat = ReadFile("/proc/self/task/" + std::to_string(tid) + "/stat");
-  return stat.find(") S ") != std::string::npos;
-}
-
 // A stop of a thread that has gone cancels nobody, not even a later thread with the same id.
 void ExpectGone(QELThread& thread, Collector& trace) {
   CRefCount<QELThread> next;
@@ -192,7 +187,8 @@ TEST(Thread, TwoPostersAtOnceStrandNoItem) {
     tid = ::gettid();
     thread->QueueAPC(item);
   });
-  EXPECT_TRUE(Eventually([&] { return tid != 0 && IsAsleep(tid); }));
+  EXPECT_TRUE(Eventually(
+      [&] { return tid != 0 && IsInState("/proc/self/task/" + std::to_string(tid), "S"); }));
   word = 0;
   thread->QueueAPC(new CountingItem);
   EXPECT_EQ(1, s_calls);

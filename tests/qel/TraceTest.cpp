@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <thread>
 
 #include "Collector.h"
+#include "Files.h"
 #include "QELRefCount.h"
 #include "QELSocket.h"
 #include "QELString.h"
@@ -19,19 +19,14 @@ static std::string Datagram(const std::string& text) {
   return std::string(1, '\1').append(ids).append(text).append("\n\0", 2);
 }
 
-static auto OpenFiles() {
-  const std::filesystem::directory_iterator files("/proc/self/fd");
-  return std::distance(begin(files), end(files));
-}
-
 TEST(Trace, TracedFirstUseMakesOneSocketPerChannel) {
   const long fresh = (g_lInitTrace == 0) + (g_lInitDiag == 0);
-  const long before = OpenFiles();
+  const long before = CountEntries("/proc/self/fd");
   {
     std::jthread threads[8];
     for (auto& thread : threads) thread = std::jthread([] { QelLog(1, "at once"); });
   }
-  EXPECT_EQ(before + fresh, OpenFiles());
+  EXPECT_EQ(before + fresh, CountEntries("/proc/self/fd"));
 }
 
 TEST(Trace, TracedMessagesEndInOneNewlineAndNul) {

@@ -26,16 +26,11 @@ class Ctl : public Process {
     return Eventually([&] {
       bool isOpen = false;
       std::error_code gone;
-      for (const auto& entry : std::filesystem::directory_iterator(Proc("fd"), gone)) {
+      for (const auto& entry : std::filesystem::directory_iterator(Proc() + "/fd", gone)) {
         isOpen = isOpen || std::filesystem::read_symlink(entry, gone) == path;
       }
-      return isOpen && IsInState("S");
+      return isOpen && IsInState(Proc(), "S");
     });
-  }
-  // Stops it, for SIGCONT to go on.
-  void Pause() const {
-    Signal(SIGSTOP);
-    EXPECT_TRUE(Eventually([this] { return IsInState("T"); }));
   }
   // See Process::Exit and Process::Stop.
   int Status() { return Exit(); }
@@ -45,10 +40,6 @@ class Ctl : public Process {
   static std::string Emptied(const std::string& path) {
     WriteFile(path, "");
     return path;
-  }
-  std::string Proc(const std::string& name) const { return "/proc/" + Pid() + "/" + name; }
-  bool IsInState(const std::string& state) const {
-    return ReadFile(Proc("stat")).find("(tavokctl) " + state) != std::string::npos;
   }
 
   const std::string m_name;

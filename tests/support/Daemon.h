@@ -20,3 +20,14 @@ class Daemon : public Tavok {
     EXPECT_EQ(0, Stop()) << Output();
   }
 };
+
+// A daemon that is up, in a directory of its own.
+class UpDaemon : public TempDir, public Daemon {
+ public:
+  // See Daemon. Throws std::runtime_error if it does not come up.
+  explicit UpDaemon(const std::string& settings = "", const std::string& arguments = "",
+                    const std::string& prefix = "")
+      : Daemon(static_cast<const TempDir&>(*this), settings, arguments, prefix) {
+    Check(IsUp(), Output());
+  }
+};

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "Check.h"
+#include "Files.h"
+#include "Waiting.h"
 
 // How a process is started.
 struct ProcessSetup {
@@ -46,12 +48,18 @@ class Process {
   // 0 once Exit has returned.
   pid_t Id() const { return m_pid; }
   std::string Pid() const { return std::to_string(m_pid); }
+  std::string Proc() const { return "/proc/" + Pid(); }
   bool HasEnded() const {
     siginfo_t info{};
     const int options = WEXITED | WNOHANG | WNOWAIT;
     return ::waitid(P_PID, static_cast<id_t>(m_pid), &info, options) == 0 && info.si_pid != 0;
   }
   void Signal(int signal) const { ::kill(m_pid, signal); }
+  // Stops it, for SIGCONT to go on.
+  void Pause() const {
+    Signal(SIGSTOP);
+    Check(Eventually([this] { return IsInState(Proc(), "T"); }), "SIGSTOP");
+  }
 
   // Waits for the end. Returns the exit status, or 128 and the signal that ended the process. May
   // be called once only.

@@ -28,6 +28,13 @@ inline sockaddr_in LoopbackAddress(const std::string& port) {
   return address;
 }
 
+// Where the system logger receives.
+constexpr const char* kSystemLog = "/dev/log";
+
+inline bool MayStandInForTheSystemLogger() {
+  return ::access(kSystemLog, F_OK) != 0 && ::access("/dev", W_OK) == 0;
+}
+
 // A UDP port that nobody has bound now.
 inline unsigned FreePort() {
   const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

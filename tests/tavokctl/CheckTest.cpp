@@ -62,17 +62,6 @@ TEST_F(Check, PrintsTheEffectiveValues) {
   Expect(m_dir, "check -c .", 1, "read .: Is a directory");
 }
 
-TEST_F(Check, ReadsFlagsAsTavokDoes) {
-  const std::map<std::string, std::vector<std::string>> cases = {
-      {"on", {"1", "-1", "yes", "YES", "true", "True"}}, {"off", {"0", "no", "on", "false", ""}}};
-  for (const auto& [state, flags] : cases) {
-    for (const std::string& flag : flags) {
-      WriteConfig(std::string(kGood).append("ExternalRotation=").append(flag));
-      Expect(m_dir, "check -c conf", 0, "ExternalRotation  " + state + "\n");
-    }
-  }
-}
-
 TEST_F(Check, WarnsOfLines) {
   ExpectWarnings({
       {"# all is well\n", ""},

@@ -6,8 +6,7 @@ TEST(PidFile, IsNotTrusted) {
   std::filesystem::create_directory(dir / "stranger");
   std::filesystem::create_symlink("/bin/sleep", dir / "stranger/tavok");
   const Process stranger({dir / "stranger/tavok", "1000"});
-  EXPECT_TRUE(
-      Eventually([&] { return ReadFile("/proc/" + stranger.Pid() + "/comm") == "tavok\n"; }));
+  EXPECT_TRUE(Eventually([&] { return ReadFile(stranger.Proc() + "/comm") == "tavok\n"; }));
   const Fake fake(dir, "exit 7");
   const std::string named = ", named in " + (dir / "pid") + ", ";
   const std::string none = "does not hold a process id";  // so it may be somebody else's file

@@ -95,35 +95,21 @@ TEST_F(StatusOfRunning, AlarmsWhenReceptionHasEnded) {
 }
 
 TEST(Status, CountsWhatAUdpSocketDrops) {
-  const TempDir dir;
-  // The port is held on 127.0.0.1, so that nobody gets it on another local address by chance.
-  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address = LoopbackAddress("0");
-  socklen_t size = sizeof address;
-  auto* const generic = reinterpret_cast<sockaddr*>(&address);
-  EXPECT_EQ(0, ::bind(fd, generic, size));
-  EXPECT_EQ(0, ::getsockname(fd, generic, &size));
-  const std::string port = std::to_string(ntohs(address.sin_port));
-  Daemon daemon(dir, "Port=" + port + "\nBindingAddress=127.0.0.2\nExternalRotation=1\n");
-  ASSERT_TRUE(daemon.IsUp());
-  const ordered_json idle = Json(dir);
-  EXPECT_EQ("UDP 127.0.0.2 port " + port, idle["listens_on"]);
+  const std::string port = std::to_string(FreePort());
+  const UpDaemon daemon("Port=" + port + "\nBindingAddress=127.0.0.1\nExternalRotation=1\n");
+  const ordered_json idle = Json(daemon);
+  EXPECT_EQ("UDP 127.0.0.1 port " + port, idle["listens_on"]);
   EXPECT_EQ(0, idle["dropped_datagrams"]);
   EXPECT_EQ(2, idle["threads_expected"]);
-  daemon.Signal(SIGSTOP);
-  EXPECT_TRUE(Eventually([&] {
-    return ReadFile("/proc/" + daemon.Pid() + "/stat").find(") T ") != std::string::npos;
-  }));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK + 1);
-  const std::string text(1000, 'x');
-  for (int i = 0; i < 1000; ++i) ::sendto(fd, text.data(), text.size(), 0, generic, size);
-  ::close(fd);
-  const ordered_json full = Json(dir);
+  daemon.Pause();
+  const Sender sender(port);
+  for (int i = 0; i < 1000; ++i) sender.Send(std::string(1000, 'x'));
+  const ordered_json full = Json(daemon);
   const auto dropped = full["dropped_datagrams"].get<std::size_t>();
   EXPECT_GT(full["queue_bytes"], 60000);
   EXPECT_EQ(131072, full["queue_limit_bytes"]);  // the kernel doubles the requested size
   daemon.Signal(SIGCONT);
-  EXPECT_TRUE(Eventually([&] { return dropped + Logged(dir).size() / 1000 == 1000; }));
+  EXPECT_TRUE(Eventually([&] { return dropped + Logged(daemon).size() / 1000 == 1000; }));
 }
 
 TEST(Status, SaysWhatItCannotKnowAndWhatIsMissing) {

@@ -3,15 +3,6 @@
 
 #include "Trial.h"
 
-TEST(Flood, Of64Senders) {
-  const UpDaemon daemon;
-  Flood flood(daemon / "socket", {.senders = 64, .each = Scale(1000, 30000), .lead = LONG_MAX});
-  EXPECT_TRUE(Eventually([&] { return flood.HasSentAll(); }));
-  const std::vector<int>& counts = flood.Stop();
-  ExpectLogged(daemon, counts);
-  Figure("%ld messages of 64 senders: each once and in order", Sum(counts));
-}
-
 // Over UDP each datagram is awaited: the socket drops what it has no room for.
 TEST(Flood, OfEverySizeAndAnyBytes) {
   InParallel(std::array{false, true}, [](bool udp) {

@@ -6,7 +6,6 @@
 namespace {
 
 constexpr const char* kTrace = "/tmp/ZABKTraceCon";
-constexpr const char* kSystemLog = "/dev/log";
 
 // A collector that never reads, its queue full.
 struct Wedged : Collector {
@@ -31,10 +30,6 @@ void RunsWell(const std::string& arguments = "") {
     ExpectLogged(daemon, flood.Stop());
   }
   EXPECT_LT(SecondsSince(begin), 30 * Patience());
-}
-
-bool MayStandInForTheSystemLogger() {
-  return ::access(kSystemLog, F_OK) != 0 && ::access("/dev", W_OK) == 0;
 }
 
 }  // namespace

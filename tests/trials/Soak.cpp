@@ -7,14 +7,12 @@ namespace {
 // What a process holds.
 struct Holdings {
   explicit Holdings(const Daemon& daemon) {
-    const std::string proc = "/proc/" + daemon.Pid();
-    std::ifstream status(proc + "/status");
+    std::ifstream status(daemon.Proc() + "/status");
     for (std::string word; status >> word;) {
       if (word == "VmRSS:") status >> memoryKb;
       if (word == "Threads:") status >> threads;
     }
-    const std::filesystem::directory_iterator files(proc + "/fd");
-    descriptors = std::distance(begin(files), end(files));
+    descriptors = CountEntries(daemon.Proc() + "/fd");
   }
 
   long memoryKb = 0, descriptors = 0, threads = 0;
@@ -27,8 +25,8 @@ struct Phase {
   int pauseUs;
   bool bySize;
 };
-constexpr Phase kPhases[] = {{4, 0, false},    {64, 5000, false}, {1, 0, false},
-                             {4, 1000, false}, {4, 0, true},      {16, 0, false}};
+constexpr Phase kPhases[] = {{4, 0, false},    {64, 0, false}, {1, 0, false},
+                             {4, 1000, false}, {4, 0, true},   {16, 0, false}};
 // More than one file holds, and less than is deleted: 200 MB.
 constexpr long kLead = 2'000'000;
 constexpr std::uintmax_t kMaxFileSize = 100 << 20;

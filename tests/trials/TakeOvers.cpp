@@ -24,8 +24,8 @@ TEST(TakeOver, UnderLoad) {
   EXPECT_FALSE(std::filesystem::exists(dir / "socket"));
 }
 
-// Which one, the moment decides. The other finds the port taken, or is taken over; on a socket that
-// it took from the first, both go on.
+// Chance decides which. The other finds the port taken, or is taken over, or stays up while the one
+// has its socket.
 TEST(TakeOver, OfTwoThatStartAtOnceOneServes) {
   InParallel(std::array{false, true}, [](bool udp) {
     const TempDir dir;

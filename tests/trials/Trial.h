@@ -6,7 +6,6 @@
 #include <future>
 #include <numeric>
 
-#include "Check.h"
 #include "Daemon.h"
 #include "Flood.h"
 #include "Numbered.h"
@@ -40,17 +39,6 @@ inline std::string Shimmed(const std::string& fault, const std::string& clock = 
   return "env LD_PRELOAD=" TRIALS_SHIM " ASAN_OPTIONS=verify_asan_link_order=0 TAVOK_FAULT=" +
          fault + " TAVOK_CLOCK=" + clock;
 }
-
-// A daemon that is up, in a directory of its own.
-class UpDaemon : public TempDir, public Daemon {
- public:
-  // See Daemon. Throws std::runtime_error if it does not come up.
-  explicit UpDaemon(const std::string& settings = "", const std::string& arguments = "",
-                    const std::string& prefix = "")
-      : Daemon(static_cast<const TempDir&>(*this), settings, arguments, prefix) {
-    Check(IsUp(), Output());
-  }
-};
 
 // How many messages can be lost with a daemon: the queue of its socket, and the one in its hands.
 inline int QueueLength() { return std::stoi(ReadFile("/proc/sys/net/unix/max_dgram_qlen")) + 2; }

@@ -8,8 +8,10 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -33,7 +35,7 @@ Clock::time_point OutletDeadline() {
 
 // Interrupts the calling thread's blocking calls: first after kOutletWaitMs, then every 10 ms,
 // since a signal that arrives just before a call does not interrupt it. SIGURG is ignored by
-// default, so that a handler for it changes nothing else in the process.
+// default, so that nobody sends it to the process to achieve something else.
 class CInterrupter {
  public:
   CInterrupter() {
@@ -71,20 +73,22 @@ class CInterrupter {
 // writable may still block: the text may be longer than the room, or another process may take the
 // room first. O_NONBLOCK would change the pipe or terminal for everybody who shares it, and opening
 // it a second time takes a permission that may be missing. An interrupted write ends on any kind of
-// descriptor.
+// descriptor. Where no timer can be had, since the user's signals are all in use, each write is one
+// for which a writable pipe has room.
 void WriteToStandardError(const char* text, std::size_t length) {
   const CInterrupter interrupter;
-  if (!interrupter.IsArmed()) return;
+  const std::size_t most = interrupter.IsArmed() ? length : PIPE_BUF;
   const auto deadline = OutletDeadline();
-  while (length > 0 && Clock::now() < deadline) {
+  do {
     pollfd entry{STDERR_FILENO, POLLOUT, 0};
-    if (::poll(&entry, 1, kOutletWaitMs) <= 0) continue;
-    const ssize_t written = ::write(STDERR_FILENO, text, length);
+    const int ready = ::poll(&entry, 1, kOutletWaitMs);
+    if (ready == 0 || (ready == -1 && errno == EINTR)) continue;
+    const ssize_t written = ::write(STDERR_FILENO, text, std::min(length, most));
     if (written == -1 && errno != EINTR && errno != EAGAIN) return;
     if (written <= 0) continue;
     text += written;
     length -= static_cast<std::size_t>(written);
-  }
+  } while (length > 0 && Clock::now() < deadline);
 }
 
 // Repeats a call that a signal has interrupted, until the deadline.
@@ -98,13 +102,13 @@ auto Uninterrupted(Call call) {
 
 // Formats what the C library's syslog puts before a message: "<134>Jan  2 03:04:05 [tavok][1]: ".
 std::size_t FormatHeader(char (&header)[64], int priority) {
+  if ((priority & LOG_FACMASK) == 0) priority |= LOG_LOCAL0;
   const std::time_t now = std::time(nullptr);
   std::tm local;
   char stamp[32];
   (void)std::strftime(stamp, sizeof stamp, "%b %e %T", ::localtime_r(&now, &local));
-  return static_cast<std::size_t>(std::snprintf(header, sizeof header,
-                                                "<%d>%s %s[%d]: ", LOG_LOCAL0 | priority, stamp,
-                                                g_syslog.m_strIdent.c_str(), ::getpid()));
+  return static_cast<std::size_t>(std::snprintf(header, sizeof header, "<%d>%s %s[%d]: ", priority,
+                                                stamp, g_syslog.m_strIdent.c_str(), ::getpid()));
 }
 
 // Returns false if the system logger listens to another type of socket.
@@ -141,7 +145,10 @@ void WriteToSystemLog(int priority, char* text, std::size_t length) {
 
 }  // namespace
 
-CSysLog::CSysLog() { ::openlog(m_strIdent.c_str(), LOG_PID, LOG_LOCAL0); }
+CSysLog::CSysLog() {
+  ::openlog(m_strIdent.c_str(), LOG_PID, LOG_LOCAL0);
+  ::tzset();  // which allocates: otherwise the first message would
+}
 
 void Log(int priority, const char* format, ...) {
   qel::CTempBuffer<20480, char> buffer;

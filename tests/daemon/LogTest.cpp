@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <syslog.h>
 
 #include <atomic>
@@ -99,6 +100,15 @@ TEST(Log, IsChompedOnceAndCut) {
   }
 }
 
+TEST(Log, IsWrittenWithoutATimer) {
+  g_syslog.m_bNoSyslog = true;
+  constexpr rlimit kNone{};
+  EXPECT_EQ(0, ::setrlimit(RLIMIT_SIGPENDING, &kNone));
+  testing::internal::CaptureStderr();
+  Log(kLogError, "%s", std::string(10000, 'x').c_str());
+  EXPECT_EQ(std::string(10000, 'x') + "\n", testing::internal::GetCapturedStderr());
+}
+
 TEST(Log, DoesNotWaitForEverForAReaderOfStandardError) {
   g_syslog.m_bNoSyslog = true;
   ::signal(SIGUSR1, [](int) {});                // restarts calls, as tavok's own handlers do
@@ -147,9 +157,10 @@ TEST(Log, TracedToASystemLoggerAsTheLibraryWould) {
   if (!MayStandInForTheSystemLogger()) GTEST_SKIP() << "a system logger runs, or only root can";
   g_syslog.m_bNoSyslog = false;
   ::setenv("TZ", "ABC-14", 1);
+  ::tzset();
   for (const int type : {SOCK_DGRAM, SOCK_STREAM}) {
     SystemLogger logger(type);
-    for (const int priority : {0, 1, 2, 3, 4, 5, 6, 7}) {
+    for (const int priority : {0, 1, 2, 3, 4, 5, 6, 7, LOG_USER | LOG_ERR}) {
       for (const auto& text : {std::string(), std::string("100%s"), std::string(20478, 'x')}) {
         const auto expected = [&] {
           ::syslog(priority, "%s", text.c_str());

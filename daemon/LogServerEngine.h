@@ -37,8 +37,8 @@ class CLogServerEngine {
   void Stop();
 
   /// Appends the text unchanged and flushes it. Returns false if the text is lost: no file is open
-  /// (after a failed rotation), or nothing was written, which is logged and is also so for an empty
-  /// text. A failed flush is not noticed.
+  /// (after a failed rotation), or nothing was written, as of an empty text, which is logged. A
+  /// failed flush is not noticed.
   bool Write(const char* text);
 
   /// Renames the current file to its rotated name, replacing a file of that name, and opens a new
@@ -47,8 +47,8 @@ class CLogServerEngine {
 
   /// Deletes rotated files, oldest first: while their total size is at or above the limit, then
   /// while the oldest has reached the maximum age. Throws CFile::CException if a file cannot be
-  /// deleted. On a library thread, returns early once that thread is asked to stop. Takes no lock,
-  /// since nothing else touches rotated files.
+  /// deleted. On a library thread, returns early once that thread is asked to stop. Takes no lock:
+  /// nothing writes to rotated files, and a rotation meanwhile adds a name or replaces one.
   void Recycle();
 
   /// Scans the directory for rotated files: all names that contain "tavok_". `totalSize` becomes

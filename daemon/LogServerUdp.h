@@ -23,7 +23,8 @@ class CLogServerUdp : public qel::QELSocket {
   /// Calls Stop.
   ~CLogServerUdp() noexcept(false) override;
 
-  /// Binds the socket; removes a file at its path first. Returns false after logging what failed.
+  /// Binds the socket; of a Unix-domain socket, first removes what is at its path. Returns false
+  /// after logging what failed.
   bool Init();
 
   /// Starts the receive thread and logs that the server listens.
@@ -33,8 +34,8 @@ class CLogServerUdp : public qel::QELSocket {
   /// named by the port, even if that is a UDP port. May be called again.
   void Stop();
 
-  /// The body of the receive thread. Returns when it is asked to stop, and, for good, on any socket
-  /// error, of which an empty datagram is one.
+  /// The body of the receive thread. It ends when it is asked to stop, from within a wait by
+  /// CCancelThreadExcep, and, for good, on any socket error, of which an empty datagram is one.
   unsigned MainWorkerThread();
   static unsigned MainWorkerThread(void* receiver);
 

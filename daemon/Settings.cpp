@@ -40,7 +40,7 @@ bool CSettings::LoadConfig() {
   return m_pIniSettings->_Load(m_strConfFile) && LoadLogServerSection(m_pIniSettings);
 }
 
-// The caller's handle keeps the store alive. NOLINTNEXTLINE(performance-unnecessary-value-param)
+// The parameter is part of the interface. NOLINTNEXTLINE(performance-unnecessary-value-param)
 bool CSettings::LoadLogServerSection(CRefCount<qel::CIniSettings> /*settings*/) {
   if (!m_pIniSettings) return false;
   const CRefCount<qel::CIniFile> file = m_pIniSettings->GetIniFile();

@@ -18,8 +18,9 @@ class CSettings : public CRefCountNumber {
   /// called once: a second call would convert numbers that have been converted already.
   bool LoadConfig();
 
-  /// Reads the section from m_pIniSettings, and converts the numbers to bytes and seconds. Returns
-  /// false, with no field changed, if nothing was loaded or the section is missing. Accepts every
+  /// Reads the section from m_pIniSettings, whatever `settings` is, and converts the numbers to
+  /// bytes and seconds. Returns false, with no field changed, if nothing was loaded or the section
+  /// is missing. Accepts every
   /// value: text that is not a number gives 0, and numbers wrap modulo 2^32, before and after the
   /// conversion.
   bool LoadLogServerSection(CRefCount<qel::CIniSettings> settings);

@@ -20,8 +20,8 @@ class ISettingsNotification {
   ~ISettingsNotification() = default;
 };
 
-/// The parsed configuration file of one path. Any thread may call every operation; readers take the
-/// current parse without waiting for a reload.
+/// The parsed configuration file of one path. Any thread may call every operation. GetIniFile takes
+/// the current parse without waiting for a reload; the others wait for one that is under way.
 class CIniSettings : public CRefCountNumber {
  public:
   CIniSettings() = default;
@@ -30,11 +30,11 @@ class CIniSettings : public CRefCountNumber {
   /// Remembers the path of the configuration file. Opens nothing.
   void SetPath(const std::string& path);
 
-  /// Reads and parses the file at `path`, publishes the parse and, when it differs in any byte from
-  /// the one before, tells the listeners in the order of their addresses. The first load tells
-  /// nobody. A file that cannot be opened is traced, yields false and changes nothing; one that
-  /// cannot be read to its end, such as a directory, counts as what was read. Blocks on the file
-  /// system.
+  /// Reads and parses the file at `path`, publishes the parse and, when any name, key or value in
+  /// it differs from the one before, tells the listeners in the order of their addresses. The first
+  /// load tells nobody. A file that cannot be opened is traced, yields false and changes nothing;
+  /// one that cannot be read to its end, such as a directory, counts as what was read. Blocks on
+  /// the file system.
   bool _Load(const std::string& path);
 
   /// The current parse, which a reload never changes; empty before the first load.

@@ -29,7 +29,7 @@ class QELMTLinkedList {
   ~QELMTLinkedList() { Clear(); }
 
   /// Appends an item and takes a reference to it. Returns Passes() as it was when the item was
-  /// appended: once it has changed, the owner has taken this item off or is about to.
+  /// appended: once it has changed, the owner has begun to take items off since.
   unsigned Append(T* item) {
     const Guard guard(m_spin, kFile, kLine);
     QELListNode* const node = NodeOf(item);
@@ -39,8 +39,8 @@ class QELMTLinkedList {
     m_sentinel.m_pPrev = node;
     m_nCount.fetch_add(1);
     item->m_nRefCount.fetch_add(1);
-    // Under the spin word, as the owner counts under it: a pass not counted yet begins after this
-    // append and so finds the item, and the pass that takes the item is always among those.
+    // The owner counts under the spin word, too. So a pass that is not counted yet begins after
+    // this append and finds the item, and the pass that takes the item is not counted yet.
     return m_nPasses;
   }
 

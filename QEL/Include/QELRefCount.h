@@ -67,7 +67,7 @@ class CRefCount {
     Destroy(object, 0);
   }
 
-  // The int of the call prefers the first, which exists only where T has the function.
+  // A call with an int prefers the first overload, which exists only where T has the function.
   template <class U>
   static auto Destroy(U* object, int /*preferred*/) -> decltype(U::DestroyUnreferenced(object)) {
     return U::DestroyUnreferenced(object);

@@ -22,7 +22,7 @@ struct IPBufferArray {
 };
 
 /// Looks a host name up and stores up to `max` addresses, kCapacity at most. Returns their number,
-/// or -1 when the lookup failed. Reentrant; blocks on the resolver.
+/// or -1 when the lookup failed or `out` is null. Reentrant; blocks on the resolver.
 int qel_gethostbyname_impl(const char* name, IPBufferArray* out, int max);
 
 /// Every lookup goes through this pointer. Replace it only before other threads start.
@@ -88,7 +88,9 @@ class QELSocket : public QELObject, public QELError {
   /// Returns true: a failure throws.
   bool Listen(int backlog);
 
-  // --- Options and control. The option's name comes first, its level last. ---
+  // --- Options and control, as the system calls of these names. The option's name comes first, its
+  // level last; `len` is in bytes, the room before the call and the length after it where it is a
+  // pointer. ---
 
   void SetSockOpt(int optname, const void* value, int len, int level);
   void GetSockOpt(int optname, void* value, int* len, int level);
@@ -135,8 +137,8 @@ class QELSocket : public QELObject, public QELError {
   bool Poll(int what, unsigned timeoutMs);
 
   /// Returns the bits of `what` after one slice, which lasts one second, or no time for a time-out
-  /// below a second. It does not look at the socket; callers rely on that. Without bits it returns
-  /// 0 when the time is over.
+  /// below a second. It does not look at the socket. Without bits it returns 0 when the time is
+  /// over.
   int SelectEx(int what, unsigned timeoutMs);
 
   // --- Connecting ---
@@ -145,14 +147,15 @@ class QELSocket : public QELObject, public QELError {
   /// comes later is thrown as well.
   bool Connect(const sockaddr* addr, int len);
 
-  /// Looks the host up if it is no dotted address. A failed lookup throws errno, without storing
-  /// it in m_nErrorCode; one that finds nothing throws EINVAL.
+  /// Looks the host, which must not be null, up if it is no dotted address. A failed lookup throws
+  /// errno, without storing it in m_nErrorCode; one that finds nothing throws EINVAL.
   bool Connect(const char* host, unsigned port);
 
   /// Connects to a path, of which 108 bytes are kept.
   bool ConnectUnix(const char* path);
 
   /// Starts to connect; true when the connection is there at once, false while it is being made.
+  /// The host must not be null.
   bool AsyncConnect(const sockaddr* addr, int len);
   bool AsyncConnect(const char* host, unsigned port);
 
@@ -161,7 +164,8 @@ class QELSocket : public QELObject, public QELError {
   /// Sends the whole text, without its NUL; fewer bytes on time-out. Raises no SIGPIPE.
   unsigned SendString(const char* text, int flags);
 
-  /// Sends in at most `maxWrites` calls (0: as many as it takes).
+  /// Sends in at most `maxWrites` calls (0: as many as it takes). Raises SIGPIPE, unless `flags` or
+  /// the process prevent it, where a stream's peer has gone.
   unsigned SendTo(const char* buf, unsigned len, const sockaddr* to, int tolen, int flags,
                   unsigned maxWrites);
   unsigned SendTo(const char* buf, unsigned len, const sockaddr_in& to, int flags,
@@ -206,7 +210,7 @@ class QELSocket : public QELObject, public QELError {
   // --- Settings that users set directly. Time-outs in milliseconds, 0xFFFFFFFF for ever. ---
 
   unsigned m_nReadChunk = 512;  // the least that is asked of the kernel to refill the buffer
-  int m_hSocket = -1;           // for reading; -1 without a socket
+  int m_hSocket = -1;           // to be read only; -1 without a socket
   unsigned m_nReadTimeout = 20000;
   unsigned m_nWriteTimeout = 20000;
   unsigned m_nConnectTimeout = 20000;

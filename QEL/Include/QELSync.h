@@ -1,6 +1,7 @@
 #pragma once
 
 #include <pthread.h>
+#include <sys/time.h>
 
 #include <ctime>
 
@@ -109,9 +110,10 @@ struct QELWaitObject {
 }  // namespace qel
 
 /// An event that is signalled or not. A waiting library thread runs the work items queued to it
-/// (QELThread::QueueAPC) before it blocks and whenever it wakes, with the event's own lock held; an
-/// exception that an item throws leaves the wait, and the event as if the wait had not been.
-/// Any thread may call every operation; no thread may wait when the event is destroyed.
+/// (QELThread::QueueAPC) before it blocks and whenever it wakes, with the event's own lock held.
+/// Every other operation on the event waits for such an item. An exception that an item throws ends
+/// the wait; the event is then as if nobody had waited. Any thread may call every operation; no
+/// thread may wait when the event is destroyed.
 class QELEvent : public QELSyncObject {
  public:
   /// An auto-reset event lets one waiter through for each Set; a manual-reset event stays
@@ -122,7 +124,7 @@ class QELEvent : public QELSyncObject {
   /// Signals: wakes one waiter, or all of a manual-reset event.
   void Set();
 
-  /// Whether it is signalled now. Never blocks for long, runs no work item, changes nothing.
+  /// Whether it is signalled now. Runs no work item and changes nothing.
   bool IsSignalled();
 
   /// Waits until signalled. Returns false when the time-out has passed, for 0 at once and without
@@ -130,7 +132,7 @@ class QELEvent : public QELSyncObject {
   /// nanoseconds are not carried into the seconds, and the C library rejects such a deadline.
   bool Lock(unsigned timeoutMs) override;
 
-  /// Waits as Lock does, but keeps every time-out: it carries the nanoseconds.
+  /// Waits as Lock does, but never ends before the time-out has passed.
   bool LockFully(unsigned timeoutMs);
 
   /// Does nothing and returns true: an event has no owner.

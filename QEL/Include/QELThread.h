@@ -24,7 +24,9 @@ extern pthread_key_t g_QELThreadParent;
 /// alone owns its object. A function that takes a handle gets one to its own thread object.
 ///
 /// The POSIX thread is detached, has a stack of 1,000,000 bytes and may be cancelled at any
-/// instruction. If the system makes no thread, the call waits for ever.
+/// instruction. If the system makes no thread, the call waits for ever. On a library thread the
+/// call is a library wait: it runs the work items queued to the caller and throws what they throw,
+/// while the new thread runs on.
 void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)());
 void QELBeginThread(unsigned (*function)());
 void QELBeginThread(CRefCount<QELThread>& handle, unsigned (*function)(CRefCount<QELThread>),
@@ -38,7 +40,9 @@ void QELBeginThread(unsigned (*function)(void*), void* argument);
 void _QELBeginThread(CRefCount<QELThread>& handle, void* function, int kind, void* argument);
 
 /// A thread: the events of its life and the work items queued to it. Unless said otherwise, any
-/// thread may call an operation.
+/// thread that holds a handle may call an operation. Stop, QueueAPC and ConfirmKilled are library
+/// waits on a library thread: they run the work items queued to the caller and throw what these
+/// throw. Stop has then not cancelled the thread; QueueAPC has queued the item.
 class QELThread : public QELObject, public CRefCountNumber {
  public:
   QELThread();
@@ -52,12 +56,13 @@ class QELThread : public QELObject, public CRefCountNumber {
     return static_cast<QELThread*>(::pthread_getspecific(g_QELThreadParent));
   }
 
-  /// True from the start of the thread until its function has ended. Does not wait.
+  /// True from the start of the thread until its function has ended.
   bool IsRunning();
 
   /// Stops the thread. First it is asked: its stop event is set, and a CCancelThread, posted with
   /// QueueAPC (up to 1 s), makes its next library wait throw CCancelThreadExcep. A thread that has
-  /// not ended `timeoutMs` later is marked as killed and cancelled by force, and Stop returns.
+  /// not ended `timeoutMs` later is marked as killed and cancelled by force, and Stop returns
+  /// without waiting for its end.
   ///
   /// Called on the calling thread itself, sets the stop event and throws CCancelThreadExcep.
   ///
@@ -79,8 +84,8 @@ class QELThread : public QELObject, public CRefCountNumber {
   /// Runs the work items of the calling thread, if the library started it.
   static void RunCurrentAPCs();
 
-  /// True when the thread has been marked as killed and is being cancelled by force; waits up to
-  /// 100 ms for the cancellation.
+  /// True when the thread has been marked as killed and has been cancelled by force, or was found
+  /// to have ended; waits up to 100 ms for that.
   bool ConfirmKilled();
 
   /// The event that asks the thread to end; manual-reset, lives as long as this object.
@@ -112,7 +117,7 @@ class QELThread : public QELObject, public CRefCountNumber {
   std::atomic<unsigned long> m_hThread{0};
   QELManualEvent m_evStartGate;  // opened when the creator has stored the id
   QELSyncObject* m_pWaitingIn = nullptr;
-  QELCriticalSection m_cs;  // guards m_pWaitingIn and m_bGone; taken before any event's lock
+  QELCriticalSection m_cs;  // guards m_pWaitingIn and m_bGone
   std::atomic<unsigned long> m_nThreadId{0};
   QELManualEvent m_evStop;
   QELManualEvent m_evStarted;

@@ -7,8 +7,9 @@
 
 namespace qel {
 
-/// A work item: posted to a thread with QELThread::QueueAPC and run there, once, inside whatever
-/// library wait the thread is in or comes to.
+/// A work item: posted to a thread with QELThread::QueueAPC and run there, once at most, inside
+/// whatever library wait the thread is in or comes to. What a thread leaves behind is released
+/// without being run.
 ///
 /// It deliberately has no virtual destructor: whichever handle drops it last destroys its
 /// CThreadAPC part alone. A derived item therefore has CThreadAPC as its first base, holds no

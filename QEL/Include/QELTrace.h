@@ -5,9 +5,10 @@
 /// The library's own diagnostics: two channels to separate collector processes, and a log hook.
 ///
 /// Each message is one datagram to a Unix-domain datagram socket at a fixed path. It is lost,
-/// silently, when no collector is there or its queue is full: nothing here waits for a collector or
-/// throws. One failure is reported, on standard error: a channel's socket that cannot be made. Any
-/// thread may call these functions at any time.
+/// silently, when no collector is there or its queue is full: nothing here waits for a collector.
+/// Nothing throws but std::bad_alloc. One failure is reported, on standard error: a channel's
+/// socket that cannot be made. Any thread may call these functions unless said otherwise, once main
+/// runs.
 ///
 /// A datagram is: 1 byte of value 1; the process id and the calling thread's id (the low 32 bits of
 /// its handle), 4 bytes each, little-endian; the text, ended by one newline and one NUL.

@@ -71,7 +71,8 @@ const struct ChannelsEnd {
 // wait for a set-up that only its own thread can end.
 thread_local const Channel* t_pSettingUp = nullptr;
 
-// Marks a channel as being set up by this thread, then, whatever happens, as ready: others wait.
+// Marks a channel as being set up by this thread, and at the end as ready, even after an exception,
+// since other threads wait for it.
 class SettingUp {
  public:
   explicit SettingUp(const Channel& channel) : m_channel(channel), m_outer(t_pSettingUp) {

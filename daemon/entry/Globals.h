@@ -12,10 +12,11 @@
 /// Path of the configuration file. Relative paths are relative to the working directory.
 extern std::string g_sConfFile;
 
-/// Identifier of the SysV semaphore set that is raised when the daemon is up.
+/// Identifier of the SysV semaphore set whose first semaphore is raised when the daemon is up.
 extern int g_nSemId;
 
-/// The settings; empty until they have been loaded. Released when the process exits.
+/// The settings; empty until main makes them, and loaded before anything uses them. Released when
+/// the process exits.
 extern CRefCount<CSettings> g_pSettings;
 
 /// Set by SIGTERM: the daemon is to stop.

@@ -3,8 +3,8 @@
 /// Settings of the process as a whole, for its first thread.
 
 /// Ignores SIGPIPE and opens each closed standard descriptor on /dev/null, or, where that cannot be
-/// opened, on a pipe that reads as empty and cannot be written to. To be called before anything
-/// opens a file: no log file then becomes standard error.
+/// opened, on a pipe of which the other end is closed. To be called before anything opens a file:
+/// no log file then becomes standard error. Reports no failure.
 void SecureStandardStreams();
 
 /// Blocks SIGHUP and SIGTERM in the calling thread and in the threads that it starts from then on.

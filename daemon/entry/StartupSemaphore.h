@@ -1,7 +1,7 @@
 #pragma once
 
-/// The SysV semaphore set that tells the process that started the daemon that it is up. The
-/// destructor removes the set, also when an exception leaves the scope. First thread only.
+/// The SysV semaphore set whose first semaphore tells the starter of the daemon that the daemon is
+/// up. The destructor removes the set, also when an exception leaves the scope. First thread only.
 class CStartupSemaphore {
  public:
   /// `id`: identifier of the set. Makes no system call.

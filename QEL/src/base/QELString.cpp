@@ -88,7 +88,8 @@ void FromWide(const wchar_t* in, std::size_t count, std::string& out) {
   out.clear();
   out.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
-    // Signed where wchar_t is not, too. NOLINTNEXTLINE(bugprone-signed-char-misuse): no char
+    // The comparison is signed even where wchar_t is unsigned.
+    // A wchar_t is not a char. NOLINTNEXTLINE(bugprone-signed-char-misuse)
     const auto value = static_cast<std::int32_t>(in[i]);
     out.push_back(value < 256 ? static_cast<char>(value) : '\xFF');
   }

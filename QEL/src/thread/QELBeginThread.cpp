@@ -95,7 +95,7 @@ class CThreadBody {
   void EndUnhandled(bool forced) {
     Leave();
     const bool stopping = IsStopRequested();
-    if (stopping) m_thread.m_evFinished.Set();  // somebody waits for it: before the trace
+    if (stopping) m_thread.m_evFinished.Set();  // before the trace, since Stop waits for it
     if (!stopping || !forced) QelTrace("Unhandled Exception in QELThreadProc\n");
     m_thread.m_evFinished.Set();
   }

@@ -46,8 +46,8 @@ class QELEvent::CHeld {
   CHeld& operator=(const CHeld&) = delete;
   ~CHeld() {
     --m_event.m_nHeld;
-    // A waiter that leaves without the signal that woke it, as a work item's exception makes it do,
-    // hands the wake-up on.
+    // A work item's exception may end the wait of the one waiter that a signal has woken: another
+    // waiter is woken in its place.
     if (m_event.m_bSignalled && !m_event.m_bManualReset) ::pthread_cond_signal(&m_event.m_cond);
   }
 
@@ -58,7 +58,7 @@ class QELEvent::CHeld {
 
 // A work item may wait on the very event whose wait runs it. A condition wait gives up one level
 // of a recursive mutex only, so nobody could ever signal the event: the outer levels are given up
-// here, and taken back after.
+// here, and taken back after the wait.
 class QELEvent::COuterLevels {
  public:
   explicit COuterLevels(QELEvent& event) : m_event(event), m_nHeld(event.m_nHeld) {

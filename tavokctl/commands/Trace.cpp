@@ -2,6 +2,7 @@
 #include <signal.h>
 #include <sys/signalfd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <numeric>
+#include <utility>
 
 #include "QELString.h"
 #include "config/KnownSettings.h"

@@ -7,6 +7,12 @@
 #include <ctime>
 #include <string>
 
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;  // so that all is slower, and takes more memory
+#else
+constexpr bool kSanitized = false;
+#endif
+
 // The command that runs every tavok of the tests, in words of the shell, from the environment's
 // TAVOK_TEST_PREFIX, such as "valgrind -q --error-exitcode=99". Empty when there is none.
 inline std::string TestPrefix() {

@@ -27,14 +27,12 @@ struct Phase {
 };
 constexpr Phase kPhases[] = {{4, 0, false},    {64, 0, false}, {1, 0, false},
                              {4, 1000, false}, {4, 0, true},   {16, 0, false}};
-// More than one file holds, and less than is deleted: 200 MB.
+// For rotations by size. More than one file holds, and less than is deleted: 200 MB.
 constexpr long kLead = 2'000'000;
 constexpr std::uintmax_t kMaxFileSize = 100 << 20;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr long kNoiseKb = 64 << 10;  // the sanitizer keeps what the daemon has given back
-#else
-constexpr long kNoiseKb = 64;  // a page here and there: what is touched for the first time
-#endif
+// The sanitizer keeps what the daemon has given back; else it is a page here and there, which is
+// touched for the first time.
+constexpr long kNoiseKb = kSanitized ? 64 << 10 : 64;
 
 void AwaitRotationBySize(const TempDir& dir) {
   const std::string log = dir / "log/tmp.tavok";
@@ -46,8 +44,9 @@ void AwaitRotationBySize(const TempDir& dir) {
 // One load, through to its last message. Returns how many were sent.
 long RunPhase(const Phase& phase, const UpDaemon& daemon, Auditor& auditor) {
   auditor.Expect(phase.senders);
-  Flood flood(daemon / "socket",
-              {.senders = phase.senders, .pauseUs = phase.pauseUs, .lead = kLead});
+  Flood flood(daemon / "socket", {.senders = phase.senders,
+                                  .pauseUs = phase.pauseUs,
+                                  .lead = phase.bySize ? kLead : FloodSetup{}.lead});
   if (phase.bySize) AwaitRotationBySize(daemon);
   for (int i = 0; i < Scale(1, 4); ++i) {
     phase.bySize ? Nap(1100) : Rotate(daemon, daemon);

@@ -210,4 +210,5 @@ TEST(Thread, AStopKeepsATimeOutOfNoWholeSecondsAsleep) {
   EXPECT_LT(took, 2.9);
   EXPECT_LE(std::clock() - processor, CLOCKS_PER_SEC / 2);
   EXPECT_LE(pokes, 101);  // one each 10 ms
+  EXPECT_TRUE(Ends(thread));
 }

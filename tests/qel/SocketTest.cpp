@@ -87,11 +87,11 @@ TEST(Socket, NamesAreLookedUpThroughThePointer) {
   EXPECT_EQ(EINVAL, s.m_nErrorCode);  // what a failed lookup throws is not stored
   g_QEL_gethostbyname = real;
   IPBufferArray found;
-  found.m_pAddresses = nullptr;
+  found.m_pAddresses = found.m_aAddresses + 1;
   EXPECT_EQ(-1, real("1.2.3.256", &found, 1));
   EXPECT_EQ(1, real("127.0.0.9", &found, 1));
   EXPECT_STREQ("127.0.0.9", found.m_szName);
-  EXPECT_EQ(nullptr, found.m_pAddresses);  // the caller's
+  EXPECT_EQ(found.m_aAddresses + 1, found.m_pAddresses);  // the caller's
   EXPECT_EQ(inet_addr("127.0.0.9"), found.m_aAddresses[0]);
 }
 

@@ -73,8 +73,8 @@ class CInterrupter {
 // writable may still block: the text may be longer than the room, or another process may take the
 // room first. O_NONBLOCK would change the pipe or terminal for everybody who shares it, and opening
 // it a second time takes a permission that may be missing. An interrupted write ends on any kind of
-// descriptor. Where no timer can be had, since the user's signals are all in use, each write is one
-// for which a writable pipe has room.
+// descriptor. Where no timer can be had, as at the user's limit of pending signals, no write is
+// longer than what a pipe that poll reports as writable has room for.
 void WriteToStandardError(const char* text, std::size_t length) {
   const CInterrupter interrupter;
   const std::size_t most = interrupter.IsArmed() ? length : PIPE_BUF;

@@ -37,7 +37,7 @@ class CLogServerEngine {
   void Stop();
 
   /// Appends the text unchanged and flushes it. Returns false if the text is lost: no file is open
-  /// (after a failed rotation), or nothing was written, as of an empty text, which is logged. A
+  /// (after a failed rotation), or nothing was written, which is logged, even for an empty text. A
   /// failed flush is not noticed.
   bool Write(const char* text);
 

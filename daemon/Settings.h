@@ -20,9 +20,8 @@ class CSettings : public CRefCountNumber {
 
   /// Reads the section from m_pIniSettings, whatever `settings` is, and converts the numbers to
   /// bytes and seconds. Returns false, with no field changed, if nothing was loaded or the section
-  /// is missing. Accepts every
-  /// value: text that is not a number gives 0, and numbers wrap modulo 2^32, before and after the
-  /// conversion.
+  /// is missing. Accepts every value: text that is not a number gives 0, and numbers wrap modulo
+  /// 2^32, before and after the conversion.
   bool LoadLogServerSection(CRefCount<qel::CIniSettings> settings);
 
   /// The number at the beginning of a Port setting: a UDP port, of which the low 16 bits count. 0

@@ -180,8 +180,8 @@ void Running::Kill() const {
 void Running::AwaitEnd() const {
   for (const pid_t pid : m_pids) {
     (void)Eventually([pid] {
-      const std::string stat = ReadFile("/proc/" + std::to_string(pid) + "/stat");
-      return stat.empty() || stat.find(") Z ") != std::string::npos;
+      const std::string directory = "/proc/" + std::to_string(pid);
+      return !fs::exists(directory) || IsInState(directory, "Z");
     });
   }
 }

@@ -4,7 +4,7 @@
 #include <thread>
 
 #include "Collector.h"
-#include "Files.h"
+#include "Process.h"
 #include "QELThread.h"
 #include "Waiting.h"
 

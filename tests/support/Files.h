@@ -39,12 +39,6 @@ inline std::string ReadFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Whether the process or thread that has this directory of /proc is in a state: S is asleep, T is
-// stopped.
-inline bool IsInState(const std::string& directory, const std::string& state) {
-  return ReadFile(directory + "/stat").find(") " + state + " ") != std::string::npos;
-}
-
 inline long CountEntries(const std::string& directory) {
   const std::filesystem::directory_iterator entries(directory);
   return std::distance(begin(entries), end(entries));

@@ -24,6 +24,12 @@ struct ProcessSetup {
   void (*beforeExec)() = nullptr;
 };
 
+// Whether the process or thread that has this directory of /proc is in a state: S is asleep, T is
+// stopped, Z has ended.
+inline bool IsInState(const std::string& directory, const std::string& state) {
+  return ReadFile(directory + "/stat").find(") " + state + " ") != std::string::npos;
+}
+
 // A process in a session of its own. It is killed when the object goes, or when the thread that
 // made the object ends.
 class Process {

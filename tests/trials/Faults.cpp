@@ -97,7 +97,7 @@ TEST(Fault, WithoutThreadsTheStartWaitsAndCanBeKilled) {
   Daemon daemon(dir, "", "", Shimmed("pthread_create,-,1,11"));
   EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(dir / "socket"); }));
   daemon.Signal(SIGTERM);
-  Nap(1000);
+  Nap(1000);  // for an end that does not come
   EXPECT_FALSE(daemon.HasEnded());
   EXPECT_EQ(0, daemon.Semaphore());
   EXPECT_EQ(128 + SIGKILL, daemon.Stop(SIGKILL));

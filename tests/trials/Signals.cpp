@@ -61,7 +61,7 @@ TEST(Signal, ARotationEach1100MillisecondsLosesNothing) {
   Flood flood(daemon / "socket", {});
   for (std::size_t i = 0; i < rotations; ++i) {
     Rotate(daemon, daemon);
-    daemon.Signal(SIGSTOP);  // as a debugger does
+    daemon.Pause();  // as a debugger does
     Nap(20);
     daemon.Signal(SIGCONT);
     ASSERT_EQ("", auditor.Read(flood));

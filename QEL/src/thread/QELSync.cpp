@@ -98,7 +98,7 @@ bool QELEvent::IsSignalled() {
   return m_bSignalled;
 }
 
-// Inline, since the look before each datagram is worth a call less.
+// Inline, since the receive thread looks at its stop event before each datagram.
 inline bool QELEvent::Await(qel::QELWaitObject& wait) {
   qel::QELThread* const thread = qel::QELThread::Current();
   // A look never blocks: there is nothing to wake it out of.

@@ -16,6 +16,9 @@ wrong_use() {
   exit 2
 }
 
+# options_only ARGUMENT...: a name alone would mean nothing to ctest, which would run everything.
+options_only() { [[ ${1:--} == -* ]] || wrong_use "A name follows -R: -R $1"; }
+
 fail() {
   echo "$*" >&2
   exit 1

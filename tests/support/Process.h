@@ -61,6 +61,14 @@ class Process {
     return ::waitid(P_PID, static_cast<id_t>(m_pid), &info, options) == 0 && info.si_pid != 0;
   }
   void Signal(int signal) const { ::kill(m_pid, signal); }
+  // Whether a signal that it handles on its first thread is pending, or its handler runs.
+  bool HasPending(int signal) const {
+    const std::string status = ReadFile(Proc() + "/status");
+    const auto mask = [&](const char* field) {
+      return std::stoull(status.substr(status.find(field) + 7, 17), nullptr, 16);
+    };
+    return ((mask("ShdPnd:") | mask("SigBlk:")) >> (signal - 1) & 1) != 0;
+  }
   // Stops it, for SIGCONT to go on.
   void Pause() const {
     Signal(SIGSTOP);

@@ -83,7 +83,7 @@ TEST(Signal, AStormOfRotations) {
     ::usleep(50);
   }
   const std::vector<int>& counts = flood.Stop();
-  // Heeded late, the last one could use up the next, or the second that names its file.
+  // A rotation of the storm that came late could take the name of the next one's file.
   EXPECT_TRUE(Eventually([&] { return !daemon.HasPending(SIGHUP); }));
   EXPECT_TRUE(Eventually([&] {
     Rotate(daemon, daemon);

@@ -17,6 +17,18 @@ constexpr mode_t kDirectoryMode = 0700;
 
 CLogServerEngine* CLogServerEngine::m_pLogServerEngine = nullptr;
 
+// Publishes at the end of a scope whether a file is open.
+class CLogServerEngine::CHasFile {
+ public:
+  explicit CHasFile(CLogServerEngine& engine) : m_engine(engine) {}
+  CHasFile(const CHasFile&) = delete;
+  CHasFile& operator=(const CHasFile&) = delete;
+  ~CHasFile() { m_engine.m_bHasFile = m_engine.m_file.IsOpen(); }
+
+ private:
+  CLogServerEngine& m_engine;
+};
+
 CLogServerEngine::CLogServerEngine(const std::string& dirName, std::uint32_t maxFileSize,
                                    std::uint32_t maxPeriod, std::uint32_t maxSize,
                                    bool externalRotation)
@@ -36,6 +48,7 @@ bool CLogServerEngine::Init() {
     return false;
   }
   m_strFileName = m_strDirName + kCurrentName;
+  const CHasFile publish(*this);
   try {
     m_file.Open(m_strFileName, "a");
     return true;
@@ -51,28 +64,39 @@ void CLogServerEngine::Start() {
 
 void CLogServerEngine::Stop() {
   if (m_bgrThread[0]) m_bgrThread[0]->Stop();
+  if (m_nLost != 0) {
+    Log(kLogError, "CLogServerEngine::Stop flush still fails, %lu datagrams lost",
+        m_nLost.exchange(0));
+  }
 }
 
 bool CLogServerEngine::Write(const char* text) {
-  int error = 0;
+  int error = 0, flushError = 0;
+  bool written = false;
   {
     const qel::QELAutoLock lock(m_cs);
     if (!m_file.IsOpen()) return false;
     const auto length = static_cast<std::uint32_t>(std::strlen(text));
-    const bool written = m_file.Write(text, length) != 0;
+    written = m_file.Write(text, length) != 0;
     // Writing an empty text writes nothing and does not set errno.
     if (!written && length != 0) error = errno;
-    // Only the result of the write counts; a text that cannot be flushed is lost silently.
-    (void)m_file.Flush();
-    if (written) return true;
+    // The C library drops text that it could not flush.
+    if (!m_file.Flush()) flushError = errno;
   }
   // Outside the lock: a report may have to wait, and the SIGHUP handler needs the lock.
-  Log(kLogError, "CLogServerEngine::Write failed Error:%d", error);
-  return false;
+  if (!written) Log(kLogError, "CLogServerEngine::Write failed Error:%d", error);
+  if (flushError != 0) {
+    if (m_nLost++ == 0) Log(kLogError, "CLogServerEngine::Write flush failed Error:%d", flushError);
+  } else if (written && m_nLost != 0) {
+    Log(kLogInfo, "CLogServerEngine::Write flush works again, %lu datagrams lost",
+        m_nLost.exchange(0));
+  }
+  return written;
 }
 
 void CLogServerEngine::Rotate() {
   const qel::QELAutoLock lock(m_cs);
+  const CHasFile publish(*this);
   m_file.Close();
   const std::string rotated = m_strDirName + RotatedNameOfNow();
   (void)std::remove(rotated.c_str());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <new>
@@ -34,12 +35,19 @@ class CLogServerEngine {
   void Start();
 
   /// Stops the background worker, which may take up to 6 seconds. The current file stays open.
+  /// Logs how many datagrams are lost if the last flush failed.
   void Stop();
 
   /// Appends the text unchanged and flushes it. Returns false if the text is lost: no file is open
-  /// (after a failed rotation), or nothing was written, which is logged, even for an empty text. A
-  /// failed flush is not noticed.
+  /// (after a failed rotation), or nothing was written, which is logged, even for an empty text.
+  ///
+  /// A flush that fails does not change the result, although the text is lost, at least its end.
+  /// It is logged when it first fails, and when it works again, with the number of datagrams lost.
   bool Write(const char* text);
+
+  /// Whether the current file is open, apart from the moment of a rotation: false after one that
+  /// failed. Any thread; never blocks.
+  bool HasFile() const { return m_bHasFile; }
 
   /// Renames the current file to its rotated name, replacing a file of that name, and opens a new
   /// one. Throws CFile::CException on failure; no file is then open until a rotation succeeds.
@@ -67,6 +75,8 @@ class CLogServerEngine {
   static CLogServerEngine* m_pLogServerEngine;
 
  private:
+  class CHasFile;
+
   bool RotateWhenFull();
   void KeepWithinLimits();
 
@@ -79,6 +89,8 @@ class CLogServerEngine {
   CRefCount<qel::QELThread> m_bgrThread[2];  // the second stays empty
   qel::CFile m_file;
   qel::QELCriticalSection m_cs;  // guards m_file
+  std::atomic<bool> m_bHasFile = false;
+  std::atomic<unsigned long> m_nLost = 0;  // datagrams lost since a flush first failed
 };
 
 /// Runs `step` and logs a CFile::CException or std::bad_alloc that it throws, as "CLogServerEngine

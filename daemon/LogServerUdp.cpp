@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <chrono>
+
 #include "Log.h"
 #include "LogServerEngine.h"
 #include "Settings.h"
@@ -12,6 +15,7 @@ constexpr unsigned kMaxText = 0x400;  // bytes kept of a datagram
 constexpr unsigned kMaxAddress = 4096;
 constexpr unsigned kReadTimeoutMs = 5000;
 constexpr std::uint32_t kRcvBufSize = 0x10000;
+constexpr std::chrono::seconds kDrainLimit{1};
 
 }  // namespace
 
@@ -27,6 +31,10 @@ bool CLogServerUdp::Init() {
   m_nRcvBufSize = kRcvBufSize;
   const int port = CSettings::PortNumber(m_strPort);
   try {
+    if (m_nHeld != -1) {
+      Attach(static_cast<unsigned>(m_nHeld));
+      return true;
+    }
     if (port != 0) {
       const bool any = m_strBindingAddress.empty();
       Create(static_cast<unsigned>(port), any ? nullptr : m_strBindingAddress.c_str(), SOCK_DGRAM);
@@ -50,7 +58,11 @@ void CLogServerUdp::Start() {
 
 void CLogServerUdp::Stop() {
   if (m_thread) m_thread->Stop();
-  (void)::unlink(m_strPort.c_str());
+  if (m_nHeld == -1) (void)::unlink(m_strPort.c_str());
+  if (!m_thread || IsReceiving()) return;  // one that hangs may still use the socket
+  if (m_hSocket != -1 && !m_bFailed) Drain();
+  // Its destructor closes the descriptor and contains a failure.
+  const QELSocket closing(static_cast<unsigned>(Detach()));
 }
 
 unsigned CLogServerUdp::MainWorkerThread(void* receiver) {
@@ -67,6 +79,7 @@ unsigned CLogServerUdp::MainWorkerThread() {
       }
     }
   } catch (const qel::QELSocketExcep& e) {
+    m_bFailed = true;
     Log(kLogError, "CLogServerUdp::MainWorkerThread() - Error %d - %s", static_cast<int>(e.m_nCode),
         e.m_strMessage.c_str());
   }
@@ -81,4 +94,53 @@ bool CLogServerUdp::ReceiveText(char* buffer) {
       _ReceiveFromEx(buffer, kMaxText, reinterpret_cast<sockaddr*>(from), &fromLength, 0, 1);
   buffer[received] = '\0';
   return received != 0;
+}
+
+// The receive thread has ended, so that this thread may use the socket.
+void CLogServerUdp::Drain() {
+  const bool isShut = ShutGate();
+  // What cannot be written is better kept for the next process.
+  if (!isShut && m_nHeld != -1 && !m_pEngine->HasFile()) return;
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + kDrainLimit;
+  unsigned lost = 0;
+  char text[kMaxText + 1];
+  while ((isShut || Clock::now() < deadline) && TakeQueued(text)) {
+    if (text[0] != '\0' && !m_pEngine->Write(text)) ++lost;
+  }
+  if (lost > 0) Log(kLogError, "CLogServerUdp::Stop - %u queued datagrams lost", lost);
+}
+
+// Keeps later datagrams out, unless they may be meant for somebody else who has the socket: what is
+// queued stays readable. Returns whether it did.
+bool CLogServerUdp::ShutGate() {
+  if (CSettings::PortNumber(m_strPort) != 0) return m_nHeld == -1 && ReceiveFromItselfOnly();
+  // A manager that has given its socket up has removed the path.
+  const bool isOurs = m_nHeld == -1 || (::access(m_strPort.c_str(), F_OK) == -1 && errno == ENOENT);
+  return isOurs && ::shutdown(m_hSocket, SHUT_RD) == 0;
+}
+
+// A UDP socket cannot be shut down for receiving, but a connected one gets no datagrams of others.
+bool CLogServerUdp::ReceiveFromItselfOnly() {
+  sockaddr_in name{};
+  socklen_t length = sizeof name;
+  auto* const generic = reinterpret_cast<sockaddr*>(&name);
+  return ::getsockname(m_hSocket, generic, &length) == 0 &&
+         ::connect(m_hSocket, generic, length) == 0;
+}
+
+// Returns false when the queue is empty. An empty datagram gives an empty text: it ends reception,
+// but what is queued behind it was accepted.
+bool CLogServerUdp::TakeQueued(char* buffer) {
+  for (;;) {
+    const int received = _AsyncReceive(buffer, kMaxText, 0);
+    if (received >= 0) {
+      buffer[received] = '\0';
+      return true;
+    }
+    const int error = errno;
+    if (error == EINTR) continue;
+    if (error != EAGAIN) Log(kLogError, "CLogServerUdp::Stop - Error %d", error);
+    return false;
+  }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +24,12 @@ class CLogServerUdp : public qel::QELSocket {
   /// Calls Stop.
   ~CLogServerUdp() noexcept(false) override;
 
+  /// Before Init: uses this bound datagram socket instead of binding one. A service manager holds
+  /// it too, so that it is received from and nothing else: its path and its buffer are the
+  /// manager's, and what is queued in it waits for the next process. Owns the descriptor from then
+  /// on; -1 is none.
+  void UseHeld(int descriptor) { m_nHeld = descriptor; }
+
   /// Binds the socket; of a Unix-domain socket, first removes what is at its path. Returns false
   /// after logging what failed.
   bool Init();
@@ -30,8 +37,18 @@ class CLogServerUdp : public qel::QELSocket {
   /// Starts the receive thread and logs that the server listens.
   void Start();
 
-  /// Stops the receive thread, which takes up to about 2 seconds, 6 at most, and removes the file
-  /// named by the port, even if that is a UDP port. May be called again.
+  /// Whether the receive thread lives. First thread.
+  bool IsReceiving() const { return m_thread && m_thread->IsRunning(); }
+
+  /// Stops the receive thread, which takes up to about 2 seconds, 6 at most; removes the file named
+  /// by the port, even if that is a UDP port, unless the socket is held; then passes on what is
+  /// queued in the socket, and closes it. From a socket of its own that is every datagram that was
+  /// accepted: later ones are refused. From a held one, which stays open to senders, it is as much
+  /// as comes before the queue is empty, or within a second; but a Unix-domain socket of which the
+  /// manager has removed the path counts as tavok's own.
+  ///
+  /// Nothing is passed on if reception had ended on an error, or if the thread hangs. May be called
+  /// again, and then only removes the file.
   void Stop();
 
   /// The body of the receive thread. It ends when it is asked to stop, from within a wait by
@@ -41,10 +58,16 @@ class CLogServerUdp : public qel::QELSocket {
 
  private:
   bool ReceiveText(char* buffer);
+  void Drain();
+  bool ShutGate();
+  bool ReceiveFromItselfOnly();
+  bool TakeQueued(char* buffer);
 
   CRefCount<qel::QELThread> m_thread;
+  std::atomic<bool> m_bFailed = false;  // reception has ended on an error
   CLogServerEngine* const m_pEngine;
   const std::string m_strPort;
   const std::string m_strBindingAddress;
   std::uint32_t m_nRcvBufSize = 0;  // SO_RCVBUF, in bytes
+  int m_nHeld = -1;                 // see UseHeld
 };

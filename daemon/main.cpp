@@ -4,19 +4,26 @@
 #include "CommandLine.h"
 #include "Components.h"
 #include "Globals.h"
+#include "HeldSockets.h"
 #include "Log.h"
 #include "LogServer.h"
 #include "Process.h"
 #include "QELRefCount.h"
+#include "ServiceManager.h"
 #include "SignalHandlers.h"
 #include "StartupSemaphore.h"
 #include "Util.h"
 
 namespace {
 
-constexpr useconds_t kFlagIntervalUs = 5'000'000;
+void Look(CServiceManager& manager) {
+  const CSignalBlock block;
+  TellOfComponents(manager);
+}
 
 int RunDaemon(int argc, char** argv) {
+  CHeldSockets sockets;
+  CServiceManager manager;
   ParseCommandLine(argc, argv);
   g_pSettings = new CSettings(g_sConfFile);
   if (!g_pSettings->LoadConfig()) {
@@ -30,12 +37,14 @@ int RunDaemon(int argc, char** argv) {
   const CRefCount<CLogServer> server = new CLogServer;
   {
     const CSignalBlock block;
-    StartComponents(server);
+    StartComponents(server, sockets);
   }
   CStartupSemaphore semaphore(g_nSemId);
   semaphore.Raise();
-  while (!g_bExitProgram) ::usleep(kFlagIntervalUs);
+  // The flag is tested right before the sleep, which a signal that comes earlier does not end.
+  for (Look(manager); !g_bExitProgram; Look(manager)) ::usleep(manager.LookIntervalUs());
   BlockSignals();  // until the process ends: a component that stops must not be rotated
+  manager.Stopping();
   StopComponents(server);
   return 0;
 }

@@ -19,17 +19,22 @@ CLogServerUdp* g_pReceiver = nullptr;
 
 }  // namespace
 
-void StartComponents(const CRefCount<CLogServer>& server) {
+void StartComponents(const CRefCount<CLogServer>& server, CHeldSockets& sockets) {
   const CSettings& settings = *g_pSettings;
   g_pEngine =
       new CLogServerEngine(settings.m_strDirName, settings.m_nMaxFileSize, settings.m_nMaxPeriod,
                            settings.m_nMaxSize, settings.m_bExternalRotation);
   g_pReceiver = new CLogServerUdp(settings.m_strPort, settings.m_strBindingAddress, g_pEngine);
+  g_pReceiver->UseHeld(sockets.Take(settings.m_strPort, settings.m_strBindingAddress));
   if (server && !server->Init()) Fail("failed to init log server");
   if (!g_pEngine->Init()) Fail("failed to init log server engine");
   if (!g_pReceiver->Init()) Fail("failed to init log server");
   g_pEngine->Start();
   g_pReceiver->Start();
+}
+
+void TellOfComponents(CServiceManager& manager) {
+  manager.Look(g_pReceiver->IsReceiving(), g_pEngine->HasFile());
 }
 
 void StopComponents(const CRefCount<CLogServer>& server) {

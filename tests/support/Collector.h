@@ -19,11 +19,7 @@
 class Collector {
  public:
   // Replaces what is at the path. Throws std::runtime_error if it cannot be bound.
-  explicit Collector(const std::string& path, bool reads = true)
-      : m_path(path), m_fd(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    ::unlink(path.c_str());
-    const sockaddr_un at = UnixAddress(path);
-    Check(::bind(m_fd, reinterpret_cast<const sockaddr*>(&at), sizeof at) == 0, "bind " + path);
+  explicit Collector(const std::string& path, bool reads = true) : m_path(path), m_fd(Bind(path)) {
     if (reads) m_reader = std::jthread([this](const std::stop_token& stop) { Read(stop); });
   }
   ~Collector() {
@@ -45,6 +41,10 @@ class Collector {
   }
 
  private:
+  static int Bind(const std::string& path) {
+    ::unlink(path.c_str());
+    return BoundSocket(path);
+  }
   void Read(const std::stop_token& stop) {
     std::string buffer(65536, '\0');
     while (!stop.stop_requested()) {

@@ -14,6 +14,7 @@ class Daemon : public Tavok {
   explicit Daemon(const TempDir& dir, const std::string& settings = "",
                   const std::string& arguments = "", const std::string& prefix = "")
       : Tavok(dir.Path(), {.settings = settings, .arguments = arguments, .prefix = prefix}) {}
+  Daemon(const TempDir& dir, const TavokSetup& setup) : Tavok(dir.Path(), setup) {}
   // One that still runs is asked to stop.
   ~Daemon() {
     if (Id() == 0) return;

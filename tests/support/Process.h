@@ -19,6 +19,8 @@ struct ProcessSetup {
   std::string directory = ".";
   // Files that standard output and standard error are appended to; empty: those of the caller.
   std::string output, errors;
+  // A descriptor that the process gets as its descriptor 3; -1: none.
+  int passed = -1;
   // Called in the new process just before its program starts. It must take no lock and allocate
   // nothing, since another thread may have held a lock at the fork.
   void (*beforeExec)() = nullptr;
@@ -96,6 +98,9 @@ class Process {
     if (::chdir(setup.directory.c_str()) != 0) ::_exit(127);
     Redirect(STDOUT_FILENO, setup.output);
     Redirect(STDERR_FILENO, setup.errors);
+    // That of the same number would stay close-on-exec.
+    if (setup.passed == 3 && ::fcntl(3, F_SETFD, 0) == -1) ::_exit(127);
+    if (setup.passed != -1 && ::dup2(setup.passed, 3) == -1) ::_exit(127);
     if (setup.beforeExec != nullptr) setup.beforeExec();
     ::execv(arguments[0], arguments);
     ::_exit(127);

@@ -72,6 +72,17 @@ inline int ConnectedSocket(const Destination& to) {
   return fd;
 }
 
+// A datagram socket bound there, which the caller closes. Throws std::runtime_error.
+inline int BoundSocket(const Destination& at) {
+  const int fd = ::socket(IsPort(at) ? AF_INET : AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  Check(fd != -1, "socket");
+  const auto bind = [fd](const auto& address) {
+    return ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  };
+  Check(IsPort(at) ? bind(LoopbackAddress(at)) : bind(UnixAddress(at)), "bind " + at);
+  return fd;
+}
+
 // A connected datagram socket that waits for room at its destination.
 class Sender {
  public:

@@ -14,7 +14,8 @@ struct TavokSetup {
   std::string arguments;  // words of the shell that follow those which name configuration and set
   std::string prefix;     // words of the shell: a command that runs tavok
   std::string program = TAVOK_DIRECTORY "/tavok";
-  void (*beforeExec)() = nullptr;  // see ProcessSetup
+  int passed = -1;                 // see ProcessSetup
+  void (*beforeExec)() = nullptr;  // the same
 };
 
 // A tavok, run in a directory, with its files there: conf, pid, socket, the directory log, and
@@ -44,7 +45,8 @@ class Tavok : public Process {
  private:
   Tavok(const std::string& directory, const TavokSetup& setup, int semaphores)
       : Process(PreparedCommand(directory + "/", setup, std::to_string(semaphores)),
-                {directory, directory + "/output", directory + "/output", setup.beforeExec}),
+                {directory, directory + "/output", directory + "/output", setup.passed,
+                 setup.beforeExec}),
         m_output(directory + "/output"),
         m_semaphores(semaphores) {
     Check(semaphores != -1, "semget");

@@ -38,7 +38,7 @@ const Fault kFaults[] = {
      "CLogServerEngine::Write failed Error:28\n"
      "CLogServerUdp::MainWorkerThread() fwrite failed\n",
      1},
-    {"fflush,-,1,28"},
+    {"fflush,-,1,28", "CLogServerEngine::Write flush failed Error:28\n"},
     {"fclose,-,3,28"},
     {"remove,tavok_,1,13"},
     {"rename,tmp.tavok,1,18", "CLogServerEngine file system error:18\n", kPortion},

@@ -17,7 +17,7 @@ TEST(TakeOver, UnderLoad) {
     EXPECT_TRUE(second.Says("killed previous daemon. pid=" + pid + "\n"));
     EXPECT_EQ(second.Pid(), ReadFile(dir / "pid"));
     EXPECT_TRUE(flood.Goes(20'000));
-    ExpectLogged(dir, flood.Stop(), QueueLength());
+    ExpectLogged(dir, flood.Stop());
   }
   EXPECT_EQ(-1, first.Semaphore());
   EXPECT_FALSE(std::filesystem::exists(dir / "pid"));

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <future>
 #include <numeric>
 
 #include "Daemon.h"
 #include "Flood.h"
+#include "InParallel.h"
 #include "Numbered.h"
 
 // How often, or how many: the second with TAVOK_TRIALS=full, which takes minutes.
@@ -23,25 +23,11 @@ void Figure(const char* format, Values... values) {
   (void)std::printf(("             " + std::string(format) + "\n").c_str(), values...);
 }
 
-// Runs the body for all cases at once, each in a thread.
-template <class Cases, class Body>
-void InParallel(const Cases& cases, Body body) {
-  std::vector<std::future<void>> runs;
-  runs.reserve(std::size(cases));
-  for (const auto& each : cases) {
-    runs.push_back(std::async(std::launch::async, [&each, &body] { body(each); }));
-  }
-  for (auto& run : runs) run.get();
-}
-
 // The command that runs tavok with a fault, or with its clock shifted by what the file says.
 inline std::string Shimmed(const std::string& fault, const std::string& clock = "") {
   return "env LD_PRELOAD=" TRIALS_SHIM " ASAN_OPTIONS=verify_asan_link_order=0 TAVOK_FAULT=" +
          fault + " TAVOK_CLOCK=" + clock;
 }
-
-// How many messages can be lost with a daemon: the queue of its socket, and the one in its hands.
-inline int QueueLength() { return std::stoi(ReadFile("/proc/sys/net/unix/max_dgram_qlen")) + 2; }
 
 inline long Sum(const std::vector<int>& counts) {
   return std::accumulate(counts.begin(), counts.end(), 0L);

@@ -87,6 +87,8 @@ WRAP(int, setsockopt, NULL, -1, (int fd, int level, int name, const void* value,
 WRAP(ssize_t, recvfrom, NULL, -1,
      (int fd, void* p, size_t n, int flags, struct sockaddr* from, socklen_t* size),
      (fd, p, n, flags, from, size))
+WRAP(ssize_t, recv, NULL, -1, (int fd, void* p, size_t n, int flags), (fd, p, n, flags))
+WRAP(int, shutdown, NULL, -1, (int fd, int how), (fd, how))
 WRAP(int, select, NULL, -1, (int n, fd_set* r, fd_set* w, fd_set* e, struct timeval* limit),
      (n, r, w, e, limit))
 WRAP(ssize_t, sendto, NULL, -1,

@@ -1,0 +1,97 @@
+#include <random>
+
+#include "Manager.h"
+#include "OwnNetwork.h"
+#include "Trial.h"
+
+// What a sender was told to be sent is in the log, whatever ends the daemon meanwhile.
+
+namespace {
+
+// Has the daemon rotate, if that does not replace the file of an earlier rotation.
+void RotateNow(const Daemon& daemon) {
+  static std::time_t s_last = 0;
+  const std::time_t now = std::time(nullptr);
+  if (now <= s_last + 1) return;
+  daemon.Signal(SIGHUP);
+  s_last = now;
+}
+
+// Starts daemons and ends each by the signal, after a moment of its own, under the load of one
+// flood. Returns how many of its messages are missing in their logs.
+template <class Setup>
+long MissingAfter(int signal, int rounds, const TempDir& dir, const Destination& to,
+                  const FloodSetup& load, Setup setup) {
+  std::mt19937 random(1);
+  NumberedReader reader(load.senders);
+  Flood flood(to, load);
+  for (int round = 0; round < rounds; ++round) {
+    std::filesystem::remove(dir / "pid");  // a stale one only makes the next start wait
+    Daemon daemon(dir, setup());
+    EXPECT_TRUE(daemon.IsUp()) << daemon.Output();
+    EXPECT_TRUE(flood.Goes(100));
+    Nap(static_cast<int>(random() % 50));
+    if (round % 3 == 0) RotateNow(daemon);
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(signal == SIGTERM ? 0 : 128 + signal, daemon.Stop(signal));
+    EXPECT_LT(SecondsSince(begin), 3 * Patience());
+    EXPECT_EQ("", reader.Read(Logged(dir)));
+    std::filesystem::remove_all(dir / "log");
+    flood.HasRead(reader.Whole());
+  }
+  const std::vector<int>& counts = flood.Stop();
+  std::filesystem::remove(dir / "pid");
+  {
+    const Daemon last(dir, setup());  // whose stop stores what is queued in a held socket
+    EXPECT_TRUE(last.IsUp());
+  }
+  EXPECT_EQ("", reader.Read(Logged(dir)));
+  Figure("%d times signal %d, %zu senders, %ld messages: %ld missing", rounds, signal, load.senders,
+         Sum(counts), reader.Missing(counts));
+  return reader.Missing(counts);
+}
+
+}  // namespace
+
+TEST(Stop, LosesNothingThatWasAccepted) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can set the length of a queue";
+  for (const std::string queue : {"10", "512"}) {
+    const std::string prefix = "unshare -n sh -c 'echo " + queue +
+                               " >/proc/sys/net/unix/max_dgram_qlen && exec \"$@\"' sh";
+    for (const std::size_t senders : {1u, 4u, 64u}) {
+      const TempDir dir;
+      EXPECT_EQ(0, MissingAfter(SIGTERM, Scale(3, 200), dir, dir / "socket", {.senders = senders},
+                                [&] { return TavokSetup{.prefix = prefix}; }));
+    }
+  }
+}
+
+TEST(Stop, LosesNothingThatTheKernelAcceptedByUdp) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can count the datagrams of this test alone";
+  InOwnNetwork([] {
+    const TempDir dir;
+    const auto setup = [] { return TavokSetup{.settings = "Port=23456\n"}; };
+    const FloodSetup load{.senders = 3, .pauseUs = 50};
+    const long missing = MissingAfter(SIGTERM, Scale(5, 200), dir, "23456", load, setup);
+    EXPECT_EQ(DroppedUdp(), missing);
+  });
+}
+
+TEST(Stop, OfAHeldSocketLosesNothingAndByKillingTheOneInHand) {
+  for (const int signal : {SIGTERM, SIGKILL}) {
+    const TempDir dir;
+    const Manager manager(dir);
+    const int rounds = Scale(5, 200);
+    EXPECT_LE(
+        MissingAfter(signal, rounds, dir, dir / "socket", {}, [&] { return manager.Setup(); }),
+        signal == SIGTERM ? 0 : rounds);
+  }
+}
+
+TEST(Stop, ByKillingLosesNoMoreThanTheQueueAndTheOneInHand) {
+  const int rounds = Scale(5, 100),
+            queue = std::stoi(ReadFile("/proc/sys/net/unix/max_dgram_qlen"));
+  const TempDir dir;
+  EXPECT_LE(MissingAfter(SIGKILL, rounds, dir, dir / "socket", {}, [] { return TavokSetup(); }),
+            rounds * (queue + 2));
+}

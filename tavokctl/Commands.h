@@ -7,6 +7,7 @@
 int Check(int argc, char** argv);
 int Start(int argc, char** argv);
 int Stop(int argc, char** argv);
+int Restart(int argc, char** argv);
 int Rotate(int argc, char** argv);
 int Status(int argc, char** argv);
 int Tail(int argc, char** argv);

@@ -22,6 +22,7 @@ constexpr CCommand kCommands[] = {
      Check},
     {"start", "start tavok in the background, and return when it is up", Start},
     {"stop", "stop the running tavok, and return when it has ended", Stop},
+    {"restart", "stop the running tavok and start a new one at once", Restart},
     {"rotate", "rotate the current file, and return when that has happened", Rotate},
     {"status", "show the state of the running tavok and of its files", Status},
     {"tail", "print the end of the current file and follow it across rotations", Tail},

@@ -1,19 +1,17 @@
-#include <signal.h>
-
-#include <cstdio>
-
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
-#include "base/Stopwatch.h"
 #include "config/Config.h"
 #include "process/Instance.h"
+#include "process/Service.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "Usage: tavokctl stop [-c FILE] [-t SECONDS]\n"
-    "Stops the tavok that the configuration's pid file names, and returns when it has ended.\n"
+    "Stops the tavok that the configuration's pid file names, and returns when it has ended. Where "
+    "the\n"
+    "default configuration is a service's, stops that and its socket by systemctl.\n"
     "  -c, --config FILE      the configuration it was started with\n"
     "  -t, --timeout SECONDS  wait at most this long for its end (default: 30)\n";
 
@@ -24,13 +22,11 @@ int Stop(int argc, char** argv) {
   unsigned timeout = 30;
   ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
 
-  const auto instance = CInstance::Get(ReadSettings(config)->m_strPidFileName);
-  const CStopwatch watch;
-  instance->Signal(SIGTERM);
-  if (!instance->AwaitEnd(timeout)) {
-    throw CFailure("stop process " + std::to_string(instance->Pid()) + ": still running after " +
-                   std::to_string(timeout) + " s");
+  const std::string pidFile = ReadSettings(config)->m_strPidFileName;
+  if (IsServiceOf(config)) {
+    StopService(pidFile, timeout);
+  } else {
+    CInstance::Get(pidFile)->Stop(timeout);
   }
-  std::printf("tavok has stopped: pid %d, %.3f s\n", instance->Pid(), watch.Seconds());
   return kDone;
 }

@@ -6,11 +6,11 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cerrno>
 
 #include "base/Failure.h"
 #include "base/Stopwatch.h"
+#include "process/Command.h"
 
 namespace {
 
@@ -59,13 +59,10 @@ class CSpawnSetup {
 };
 
 pid_t Spawn(const std::string& program, std::vector<std::string> words, const CDescriptor& error) {
-  std::vector<char*> arguments(words.size() + 1, nullptr);
-  std::transform(words.begin(), words.end(), arguments.begin(),
-                 [](std::string& word) { return word.data(); });
   const CSpawnSetup setup(error);
   pid_t pid = 0;
   const int failed = ::posix_spawn(&pid, program.c_str(), setup.Files(), setup.Attributes(),
-                                   arguments.data(), ::environ);
+                                   Arguments(words).data(), ::environ);
   if (failed != 0) throw CFailure("run " + program, failed);
   return pid;
 }

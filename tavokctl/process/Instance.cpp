@@ -1,15 +1,18 @@
 #include "process/Instance.h"
 
 #include <poll.h>
+#include <signal.h>
 extern "C" {
 #include <sys/pidfd.h>  // in glibc 2.36 it lacks the extern "C"
 }
 
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Files.h"
+#include "base/Stopwatch.h"
 
 namespace {
 
@@ -95,4 +98,14 @@ void CInstance::Signal(int signal) const {
 bool CInstance::AwaitEnd(unsigned seconds) const {
   pollfd entry{m_process.Get(), POLLIN, 0};
   return ::poll(&entry, 1, static_cast<int>(seconds * 1000)) == 1;
+}
+
+void CInstance::Stop(unsigned seconds) const {
+  const CStopwatch watch;
+  Signal(SIGTERM);
+  if (!AwaitEnd(seconds)) {
+    throw CFailure("stop process " + std::to_string(m_pid) + ": still running after " +
+                   std::to_string(seconds) + " s");
+  }
+  std::printf("tavok has stopped: pid %d, %.3f s\n", m_pid, watch.Seconds());
 }

@@ -39,6 +39,10 @@ class CInstance {
   /// Waits for the end of the process; false if it still runs after that time.
   bool AwaitEnd(unsigned seconds) const;
 
+  /// Stops it in order, waits for its end, and prints that. Throws CFailure, "stop process <pid>:
+  /// ...", if it still runs after that time, or as Signal does.
+  void Stop(unsigned seconds) const;
+
  private:
   CInstance(pid_t pid, CDescriptor process) : m_pid(pid), m_process(std::move(process)) {}
 

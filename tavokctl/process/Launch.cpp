@@ -1,40 +1,20 @@
 #include "process/Launch.h"
 
-#include <sys/sem.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Stopwatch.h"
 #include "process/Child.h"
+#include "process/Command.h"
 
 namespace {
 
 constexpr std::size_t kLinesShown = 10;
 
 volatile std::sig_atomic_t g_bInterrupted = 0;
-
-// A private set of one semaphore.
-class CSemaphore {
- public:
-  CSemaphore() : m_id(::semget(IPC_PRIVATE, 1, 0600)) {
-    if (m_id == -1) throw CFailure("make a semaphore set", errno);
-  }
-  CSemaphore(const CSemaphore&) = delete;
-  CSemaphore& operator=(const CSemaphore&) = delete;
-  ~CSemaphore() { (void)::semctl(m_id, 0, IPC_RMID); }
-
-  int Id() const { return m_id; }
-  bool IsRaised() const { return ::semctl(m_id, 0, GETVAL) > 0; }
-
- private:
-  const int m_id;
-};
 
 // While it lives, SIGINT, SIGTERM and SIGHUP set g_bInterrupted instead of ending the process.
 class CInterruptNote {
@@ -59,18 +39,6 @@ class CInterruptNote {
 
   struct sigaction m_before[std::size(kSignals)];
 };
-
-std::string FindProgram() {
-  std::error_code error;
-  std::string directory = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) throw CFailure("find the program tavok: read /proc/self/exe", error.value());
-  directory.resize(directory.rfind('/') + 1);
-  for (const char* const place : {"tavok", "../sbin/tavok"}) {
-    if (::access((directory + place).c_str(), X_OK) == 0) return directory + place;
-  }
-  throw CFailure("find the program tavok: neither in " + directory + " nor in " + directory +
-                 "../sbin");
-}
 
 // The last lines of its output, to be printed below the reason.
 std::string LastLines(const std::string& said) {
@@ -114,11 +82,7 @@ void AwaitUp(CChild& child, const CSemaphore& semaphore, unsigned timeout) {
 pid_t Launch(const std::string& config, const std::vector<std::string>& options, unsigned timeout) {
   const CInterruptNote note;
   const CSemaphore semaphore;
-  std::vector<std::string> words{"tavok"};
-  words.insert(words.end(), options.begin(), options.end());
-  // Ours come last: the last of a repeated option counts.
-  words.insert(words.end(), {"-c", config, "-s", std::to_string(semaphore.Id())});
-  CChild child(FindProgram(), words);
+  CChild child(FindProgram(), CommandWords(config, options, semaphore));
   AwaitUp(child, semaphore, timeout);
   (void)std::fputs(child.Said().c_str(), stderr);
   return child.Pid();

@@ -12,6 +12,5 @@
 /// Throws CFailure, with the last lines of that output, if tavok ends before it is up. If it takes
 /// longer than `timeout` seconds, or this process gets SIGINT, SIGTERM or SIGHUP, ends tavok and
 /// throws CFailure. Removes the semaphore set in any case: a tavok that is killed would leave it.
-///
-/// The program is the tavok in the directory of this program, or in ../sbin of it.
+/// See Command.h for the program.
 pid_t Launch(const std::string& config, const std::vector<std::string>& options, unsigned timeout);

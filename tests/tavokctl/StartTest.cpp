@@ -1,6 +1,8 @@
 #include <sys/prctl.h>
 
 #include "Fake.h"
+#include "Flood.h"
+#include "Manager.h"
 
 namespace {
 
@@ -82,13 +84,65 @@ TEST(Start, FindsTavokInSbin) {
   EXPECT_TRUE(found.Says("it ended with status 7"));
 }
 
-TEST(Start, TakesOverFromARunningTavok) {
+TEST(Start, StopsARunningTavokInOrderAndHandsOverAtOnce) {
+  for (const std::string command : {"start", "restart"}) {
+    const TempDir dir;
+    std::filesystem::copy_file(TAVOK_DIRECTORY "/tavok", dir / "tavok");
+    Daemon daemon(dir, "", "", "env PATH=.");
+    ASSERT_TRUE(daemon.IsUp());
+    std::filesystem::remove(dir / "tavok");  // as an upgrade does
+    Flood flood(dir / "socket", {});
+    EXPECT_TRUE(flood.Goes(1000));
+    const auto begin = std::chrono::steady_clock::now();
+    Expect(dir, command + " -c conf", 0, "tavok has stopped: pid " + daemon.Pid());
+    EXPECT_LT(SecondsSince(begin), Patience());
+    EXPECT_EQ(0, daemon.Exit());
+    EXPECT_TRUE(flood.Goes(1000));
+    Expect(dir, "stop -c conf", 0, "tavok has stopped");
+    EXPECT_EQ("", NumberedFault(Logged(dir), flood.Stop()));
+  }
+}
+
+TEST(Start, RestartStartsOneIfNoneRuns) {
   const TempDir dir;
-  std::filesystem::copy_file(TAVOK_DIRECTORY "/tavok", dir / "tavok");
-  Daemon daemon(dir, "", "", "env PATH=.");
-  ASSERT_TRUE(daemon.IsUp());
-  std::filesystem::remove(dir / "tavok");  // as an upgrade does
-  Expect(dir, "start -c conf", 0, "killed previous daemon. pid=" + daemon.Pid());
-  EXPECT_EQ(0, daemon.Exit());
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  WriteFile(dir / "pid", "4194305");
+  Expect(dir, "restart -c conf", 0, "removed a stale pid file: ");
   Expect(dir, "stop -c conf", 0, "tavok has stopped");
+}
+
+TEST(Start, InTheForegroundBecomesTavok) {
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  Manager manager(dir);
+  const TavokSetup setup = manager.Setup(1000);
+  Process tavok(ShellWords("exec " + setup.prefix +
+                           " " TAVOK_DIRECTORY "/tavokctl start --foreground -c conf -- -x"),
+                {.directory = dir.Path(), .errors = dir / "errors", .passed = setup.passed});
+  EXPECT_TRUE(manager.Told().Sees("READY=1"));
+  EXPECT_EQ(tavok.Pid(), ReadFile(dir / "pid"));
+  const Sender sender(dir / "socket");
+  sender.Send("received");
+  EXPECT_TRUE(Eventually([&] { return Logged(dir) == "received"; }));
+  const std::string said = ReadFile(dir / "errors");
+  EXPECT_EQ(said.npos, said.find("not used")) << said;
+  EXPECT_EQ(0, tavok.Stop());
+  sender.Send("the socket is the manager's");
+}
+
+// As systemd runs it: the system log brings the messages to the journal a second time.
+TEST(Start, InTheForegroundTavokIsSilentWhereItsErrorsGoToTheJournal) {
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=no/socket\n");
+  for (const bool isJournal : {false, true}) {
+    std::filesystem::remove(dir / "pid");
+    WriteFile(dir / "errors", "");
+    const std::string stream = isJournal ? "$(stat -c %d:%i errors)" : "8:1";
+    Process tavok(ShellWords("JOURNAL_STREAM=" + stream +
+                             " exec " TAVOK_DIRECTORY "/tavokctl start -f -c conf"),
+                  {.directory = dir.Path(), .errors = dir / "errors"});
+    EXPECT_EQ(1, tavok.Exit());
+    EXPECT_EQ(isJournal, ReadFile(dir / "errors").empty());
+    Expect(dir, "start -f -c missing", 1, "open missing: ");
+  }
 }

@@ -1,0 +1,33 @@
+#include "Commands.h"
+#include "base/Failure.h"
+#include "base/Options.h"
+#include "config/Config.h"
+#include "process/HandOver.h"
+#include "process/Service.h"
+
+namespace {
+
+constexpr const char* kUsage =
+    "Usage: tavokctl restart [-c FILE] [-t SECONDS]\n"
+    "Stops the tavok that the configuration's pid file names, if it runs, starts a new one as "
+    "`start`\n"
+    "does, and returns when it is up. Where the default configuration is a service's, does so by "
+    "systemctl.\n"
+    "  -c, --config FILE      the configuration\n"
+    "  -t, --timeout SECONDS  wait at most this long for each of the two (default: 30)\n";
+
+}  // namespace
+
+int Restart(int argc, char** argv) {
+  std::string config = kDefaultConfig;
+  unsigned timeout = 30;
+  ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
+
+  const std::string pidFile = ReadSettings(config)->m_strPidFileName;
+  if (IsServiceOf(config)) {
+    RestartService(pidFile, timeout);
+  } else {
+    HandOver(pidFile, config, {}, timeout);
+  }
+  return kDone;
+}

@@ -1,0 +1,54 @@
+#include "process/Service.h"
+
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <vector>
+
+#include "base/Failure.h"
+#include "process/Command.h"
+#include "process/HandOver.h"
+
+namespace {
+
+// Returns its exit status; throws CFailure if it cannot be run.
+int Systemctl(std::vector<std::string> words) {
+  words.insert(words.begin(), "systemctl");
+  pid_t pid = 0;
+  const int failed =
+      ::posix_spawnp(&pid, "systemctl", nullptr, nullptr, Arguments(words).data(), ::environ);
+  if (failed != 0) throw CFailure("run systemctl", failed);
+  int status = 0;
+  (void)::waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void Act(const std::string& verb, const std::string& unit) {
+  const std::string command = "systemctl " + verb + " " + unit;
+  std::puts(command.c_str());
+  (void)std::fflush(stdout);  // before what systemctl prints
+  if (const int status = Systemctl({verb, unit}); status != 0) {
+    throw CFailure(command + ": it ended with status " + std::to_string(status));
+  }
+}
+
+}  // namespace
+
+bool IsServiceOf(const std::string& config) {
+  return config == TAVOK_CONFIG && ::access("/run/systemd/system", F_OK) == 0 &&
+         ::access(TAVOK_UNITS "/tavok.service", F_OK) == 0;
+}
+
+void RestartService(const std::string& pidFile, unsigned seconds) {
+  if (Systemctl({"is-active", "--quiet", "tavok.service"}) != 0) MakeRoom(pidFile, seconds);
+  Act("restart", "tavok.service");
+}
+
+void StopService(const std::string& pidFile, unsigned seconds) {
+  for (const char* const unit : {"tavok-recover.service", "tavok.socket", "tavok.service"}) {
+    Act("stop", unit);
+  }
+  MakeRoom(pidFile, seconds);
+}

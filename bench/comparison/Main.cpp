@@ -86,7 +86,7 @@ void Comparison::MeasureSection(const Section& section, const std::vector<Point>
 
 void Comparison::Measure(const Section& section, const std::vector<Point>& points,
                          const Subject& subject, int round) {
-  Running running(subject, points.front().load.udp);
+  Running running(subject, points.front().load.udp, points.front().load.held);
   const Written each = WarmUp(points.front().load, running);
   for (const Point& point : points) {
     const Figures figures = round == 0 ? CountCalls(point.load, running, each)

@@ -19,7 +19,8 @@ constexpr char kUsage[] =
   --long       sends N datagrams in the long run (10000000); 0 leaves it out
   --subjects   measures only these that are installed; bench/README.md lists them
   --sections   measures only these. Of single programs: unix-size, unix-senders, udp-rate,
-               udp-size, long. Of collectors: cost, kill, rotate, text
+               udp-size, long. Of collectors: cost, kill, restart, held,
+               rotate, text
   --before     measures another build of tavok, too
   --out        writes rows.csv, medians.csv, machine.txt and plots there (bench-results)
   --smoke      does everything once, as small as can be, and measures nothing worth reading

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 
 #include "Trials.h"
 
@@ -34,6 +35,10 @@ const std::vector<Column> kCostColumns = {{"CPU us", "cpu_us", 2},
 const std::vector<Column> kKillColumns = {{"lost", "lost"},
                                           {"at most", "lost", 0, "", kMost},
                                           {"rounds with a fault", "faults", 0, "", kSum}};
+const std::vector<Column> kRestartColumns = {{"sent", "sent"},
+                                             {"lost", "lost"},
+                                             {"at most", "lost", 0, "", kMost},
+                                             {"rounds with a fault", "faults", 0, "", kSum}};
 const std::vector<Column> kRotationColumns = {{"sent", "sent"},
                                               {"files", "files"},
                                               {"lost", "lost", 0, "", kSum},
@@ -91,6 +96,9 @@ std::vector<Section> CollectorSections(const Options& options) {
   const Load atOnce{false, 100, 1, 0, 2000, true};
   const Load apart{false, 100, 1, 1000, 300, true};
   const Load rotation{false, 100, 4, 0, 4'000'000, true, kRotationPeriod * (options.rotations + 1)};
+  const auto restart = [](int signal, bool held) {
+    return Load{.senders = 4, .numbered = true, .held = held, .signal = signal};
+  };
   return {{"cost",
            kCollectors,
            options.rounds,
@@ -113,6 +121,22 @@ std::vector<Section> CollectorSections(const Options& options) {
            MeasureRotation,
            Section::kRotates,
            {{"rotate", 4, "Rotations 1.1 s apart under the load of 4 senders", rotation}}},
+          {"restart",
+           kCollectors,
+           options.rounds,
+           kRestartColumns,
+           SendAndRestart,
+           Section::kMayLose,
+           {{"restart", 1, "Restarted five times under the load of 4 senders",
+             restart(SIGTERM, false)}}},
+          {"held",
+           kCollectors,
+           options.rounds,
+           kRestartColumns,
+           SendAndRestart,
+           Section::kMayLose | Section::kHeld,
+           {{"held", 1, "The same with a held socket", restart(SIGTERM, true)},
+            {"held", 2, "Killed five times with a held socket", restart(SIGKILL, true)}}},
           {"text", kCollectors, 0, {}, {}, 0, {}}};
 }
 
@@ -132,7 +156,9 @@ bool Can(const Subject& subject, const Section& section) {
     return subject.name == "bare" || subject.name == "tavok";
   const bool udp = !section.points.empty() && section.points.front().load.udp;
   return (subject.TakesUdp() || !udp) && (!subject.IsJournal() || section.part == kCollectors) &&
-         ((section.traits & Section::kRotates) == 0 || subject.rotation != 0);
+         ((section.traits & Section::kRotates) == 0 || subject.rotation != 0) &&
+         ((section.traits & Section::kHeld) == 0 || subject.CanBeHeld()) &&
+         (section.name != "restart" || !(subject.IsFed() || subject.IsJournal()));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@ struct Section {
     kMayLose = 2,   // it is no failure that something is lost
     kRotates = 4,   // it is for those who can begin a new file
     kInOneRun = 8,  // one process of bare, and of tavok, takes all its loads; else each a new one
+    kHeld = 16,     // it is for those who take a socket that a service manager has bound
   };
 
   std::string name;

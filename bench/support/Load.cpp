@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "Check.h"
+#include "Flood.h"
 #include "Numbered.h"
 #include "Waiting.h"
 
@@ -181,6 +182,19 @@ Figures Send(const Load& load, const Running& subject, const Written& each,
               {"cpu_us", used / received * 1e6},
               {"stored_bytes", static_cast<double>(stored) / received}});
   return figures;
+}
+
+Figures SendAndRestart(const Load& load, Running& subject, const Written& each) {
+  constexpr int kRestarts = 5, kApartMs = 200;
+  Flood flood(subject.At().listening, {.senders = load.senders, .lead = LONG_MAX});
+  for (int i = 0; i < kRestarts; ++i) {
+    Nap(kApartMs);
+    subject.Again(load.signal);
+  }
+  Nap(kApartMs);
+  const std::vector<int> counts = flood.Stop();
+  AwaitStored(subject, kUnknown, kQuietJournal);
+  return Audited(subject, each, counts);
 }
 
 Figures SendAndKill(const Load& load, const Running& subject, const Written& each) {

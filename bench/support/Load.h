@@ -16,6 +16,8 @@ struct Load {
   /// No two are alike, and what is stored is checked by their numbers. The size is 100 then.
   bool numbered = false;
   double seconds = 0;  // senders stop when these are over, whatever is left to send; 0: they do not
+  bool held = false;   // the socket is bound beforehand, and passed to the subject
+  int signal = 0;      // that ends the subject now and then; 0: none does
 };
 
 /// What was measured, by name; bench/comparison/Results.cpp writes them.
@@ -54,6 +56,11 @@ Written WarmUp(const Load& load, const Running& subject);
 /// something cannot be sent.
 Figures Send(const Load& load, const Running& subject, const Written& each,
              const std::function<void()>& meanwhile = {});
+
+/// Sends numbered messages as fast as they are taken, ends the subject ten times by the load's
+/// signal meanwhile, and starts it again. Returns how many sends succeeded, and how many of these
+/// messages were received and lost.
+Figures SendAndRestart(const Load& load, Running& subject, const Written& each);
 
 /// Sends a numbered load; each sender kills the subject when its last send has returned. Returns
 /// how many were sent, received and lost.

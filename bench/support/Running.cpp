@@ -51,12 +51,15 @@ void UseProcessors(bool last) {
 
 void MakeNamedPipe(const fs::path& path) { Check(::mkfifo(path.c_str(), 0600) == 0, path); }
 
-// The words that run a program with that file for standard input, with the shell, which becomes the
-// program.
-std::vector<std::string> Fed(const std::vector<std::string>& words, const std::string& in) {
-  std::string line = "exec";
+constexpr char kActivated[] = "env LISTEN_PID=$$ LISTEN_FDS=1";
+
+// The words that run a program with the shell, which becomes the program: a command of the shell
+// that runs it comes before it, and a redirection after it.
+std::vector<std::string> Become(const std::vector<std::string>& words, const std::string& before,
+                                const std::string& after) {
+  std::string line = "exec " + before;
   for (const std::string& word : words) line.append(" ").append(word);
-  return ShellWords(line + " <" + in);
+  return ShellWords(line + after);
 }
 
 // What a command of the shell prints.
@@ -90,25 +93,48 @@ bool IsLog(const fs::path& path) {
 void UseSenderProcessor() { UseProcessors(true); }
 void UseSubjectProcessors() { UseProcessors(false); }
 
-Running::Running(const Subject& subject, bool udp)
+Running::Running(const Subject& subject, bool udp, bool held)
     : m_subject(subject), m_directory(Top()), m_place(PlaceOf(subject, m_directory.Path(), udp)) {
   fs::create_directory(m_place.LogDirectory());
+  if (held && !subject.IsJournal()) m_held = BoundSocket(m_place.listening);
   const auto begin = Clock::now();
-  if (subject.IsTavok()) {
+  Start();
+  m_startMs = SecondsSince(begin) * 1000;
+}
+
+void Running::Start() {
+  if (m_subject.IsTavok()) {
     StartTavok();
   } else {
     StartStages();
     AwaitReceiver();
   }
-  m_startMs = SecondsSince(begin) * 1000;
-  if (subject.IsJournal()) {
-    m_pids = {std::stoi(
-        OutputOf("systemctl show --value --property=MainPID systemd-journald", m_directory))};
+  if (!m_subject.IsJournal()) return;
+  m_pids = {std::stoi(
+      OutputOf("systemctl show --value --property=MainPID systemd-journald", m_directory))};
+}
+
+void Running::Again(int signal) {
+  if (m_subject.IsJournal()) {
+    const std::string how = signal == SIGKILL ? "kill --signal=KILL" : "restart";
+    // reset-failed, since systemd limits how often it starts it.
+    OutputOf("systemctl reset-failed systemd-journald; systemctl " + how +
+                 " systemd-journald; sleep 0.2",
+             m_directory);
+  } else {
+    for (const pid_t pid : m_pids) ::kill(pid, signal);
+    AwaitEnd();
   }
+  m_tavok.reset();
+  m_stages.clear();
+  m_pids.clear();
+  for (const char* const left : {"pid", "pipe"}) fs::remove(m_directory / left);
+  Start();
 }
 
 Running::~Running() {
   if (m_feed != -1) ::close(m_feed);
+  if (m_held != -1) ::close(m_held);
   if (!m_subject.IsJournal()) return;
   try {
     OutputOf("journalctl --quiet --rotate --vacuum-size=1K 2>&1", m_directory);
@@ -120,6 +146,8 @@ Running::~Running() {
 void Running::StartTavok() {
   TavokSetup setup;
   setup.program = m_subject.stages.front().program;
+  setup.passed = m_held;
+  if (m_held != -1) setup.prefix = kActivated;
   if (m_place.udp) {
     setup.settings = "Port=" + m_place.listening + "\n";
     setup.beforeExec = UseSubjectProcessors;
@@ -139,8 +167,11 @@ void Running::StartStages() {
     if (m_subject.LogsToStandardOutput()) setup.output = m_place.Log();
     const bool last = &stage == &m_subject.stages.back();
     if (!last) MakeNamedPipe(setup.output = m_directory / "pipe");
-    const std::vector<std::string> words = m_subject.Command(stage, m_place);
-    m_pids.push_back(m_stages.emplace_back(in.empty() ? words : Fed(words, in), setup).Id());
+    setup.passed = m_held;
+    std::vector<std::string> words = m_subject.Command(stage, m_place);
+    if (m_held != -1) words = Become(words, kActivated, "");
+    if (!in.empty()) words = Become(words, "", " <" + in);
+    m_pids.push_back(m_stages.emplace_back(words, setup).Id());
     in = setup.output;
   }
 }

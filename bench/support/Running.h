@@ -25,7 +25,8 @@ class Running {
  public:
   /// Starts and waits until the subject takes datagrams. Throws std::runtime_error, with what the
   /// subject has said, when it does not come up in 40 seconds.
-  Running(const Subject& subject, bool udp);
+  /// `held`: its socket is bound here and passed to it, by the protocol of sd_listen_fds(3).
+  Running(const Subject& subject, bool udp, bool held = false);
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
   ~Running();
@@ -50,6 +51,9 @@ class Running {
   /// Waits until they have ended.
   void AwaitEnd() const;
 
+  /// Ends its programs by a signal and starts them again in the same place; journald by systemd.
+  void Again(int signal);
+
   /// From the start of its programs until it took datagrams, which tavok tells by raising a
   /// semaphore; of the others it is tried every 0.2 ms.
   double StartMs() const { return m_startMs; }
@@ -71,6 +75,7 @@ class Running {
   double MemoryMb(const std::string& field) const;
 
  private:
+  void Start();
   void StartTavok();
   void StartStages();
   void AwaitReceiver();
@@ -79,6 +84,7 @@ class Running {
   const Subject m_subject;
   const TempDir m_directory;
   const Place m_place;
+  int m_held = -1;
   // Of these, one is used; both kill what still runs.
   std::optional<Tavok> m_tavok;
   std::list<Process> m_stages;

@@ -1,4 +1,3 @@
-#include <array>
 #include <functional>
 
 #include "Daemon.h"
@@ -20,48 +19,30 @@ bool Logs(const TempDir& dir, const std::string& text) {
 
 }  // namespace
 
-TEST(Service, AHeldSocketIsReceivedFromAndNothingElse) {
-  InParallel(std::array{false, true}, [](bool udp) {
-    const TempDir dir;
-    const std::string port = udp ? std::to_string(FreePort()) : dir / "socket";
-    const Manager manager(dir, port);
-    const int buffer = BufferSize(manager.Socket());
-    const Sender sender(port);
-    const std::string settings =
-        "Port=" + port + "\nBindingAddress=" + (udp ? "127.0.0.1" : "") + "\n";
-    std::string sent;
-    for (const std::string text : {"first ", "second "}) {
-      sender.Send(text);  // before there is anybody
-      Daemon daemon(dir, manager.Setup(0, settings));
-      ASSERT_TRUE(daemon.IsUp()) << daemon.Output();
-      EXPECT_TRUE(Logs(dir, sent += text));
-      EXPECT_EQ(0, daemon.Stop());
-      EXPECT_EQ(std::string::npos, daemon.Output().find("not used")) << daemon.Output();
-    }
-    EXPECT_EQ(buffer, BufferSize(manager.Socket()));
-  });
-}
-
-TEST(Service, TellsTheManagerAndGivesTheSocketBackAfterAnEmptyDatagram) {
+TEST(Service, TellsTheManagerAndLeavesItsSocketAsItIs) {
   const TempDir dir;
   Manager manager(dir);
+  const int buffer = BufferSize(manager.Socket());
   const Sender sender(dir / "socket");
-  Daemon daemon(dir, manager.Setup(200));
-  EXPECT_TRUE(manager.Told().Sees("READY=1"));
-  EXPECT_TRUE(Eventually([&] { return manager.Told().Count("WATCHDOG=1") > 3; }));
-  sender.Send("");
-  sender.Send("behind");
-  EXPECT_TRUE(manager.Told().Sees("STATUS=reception has ended"));
-  const long before = manager.Told().Count("WATCHDOG=1");
-  Nap(500);  // for what must not come
-  EXPECT_EQ(before, manager.Told().Count("WATCHDOG=1"));
-  EXPECT_EQ(0, manager.Told().Count("STOPPING=1"));
-  EXPECT_EQ(0, daemon.Stop());
+  {
+    const Daemon daemon(dir, manager.Setup(200));
+    EXPECT_TRUE(manager.Told().Sees("READY=1"));
+    EXPECT_TRUE(Eventually([&] { return manager.Told().Count("WATCHDOG=1") > 3; }));
+    sender.Send("");
+    sender.Send("behind");
+    EXPECT_TRUE(manager.Told().Sees("STATUS=reception has ended"));
+    const long before = manager.Told().Count("WATCHDOG=1");
+    Nap(500);  // for what must not come
+    EXPECT_EQ(before, manager.Told().Count("WATCHDOG=1"));
+    EXPECT_EQ(0, manager.Told().Count("STOPPING=1"));
+    EXPECT_EQ(std::string::npos, daemon.Output().find("not used")) << daemon.Output();
+  }
   EXPECT_TRUE(manager.Told().Sees("STOPPING=1"));
   EXPECT_EQ(1, manager.Told().Count("READY=1"));
   EXPECT_EQ("", Logged(dir));
   const Daemon next(dir, manager.Setup());
   EXPECT_TRUE(Logs(dir, "behind"));
+  EXPECT_EQ(buffer, BufferSize(manager.Socket()));
 }
 
 TEST(Service, TellsThatNoFileIsOpen) {
@@ -100,10 +81,9 @@ TEST(Service, IgnoresWhatIsNotForIt) {
   InParallel(cases, [](const Case& it) {
     SCOPED_TRACE(it.variables);
     const TempDir dir;
-    Collector told(dir / "told"), full(dir / "full", false);
-    const int filler = ConnectedSocket(dir / "full"), elsewhere = BoundSocket(dir / "elsewhere");
-    while (::send(filler, "x", 1, MSG_DONTWAIT) == 1) {
-    }
+    Collector told(dir / "told");
+    const FullCollector full(dir / "full");
+    const int elsewhere = BoundSocket(dir / "elsewhere");
     {
       const Daemon daemon(dir, TavokSetup{.prefix = "env " + it.variables, .passed = elsewhere});
       EXPECT_TRUE(daemon.IsUp()) << daemon.Output();
@@ -114,7 +94,6 @@ TEST(Service, IgnoresWhatIsNotForIt) {
       EXPECT_TRUE(!it.isWatched || told.Sees("WATCHDOG=1"));
     }
     EXPECT_EQ(it.isWatched, told.Count("WATCHDOG=1") > 0);
-    ::close(filler);
     ::close(elsewhere);
   });
 }

@@ -62,3 +62,13 @@ class Collector {
   std::vector<std::string> m_messages;
   std::jthread m_reader;
 };
+
+// One that never reads, its queue full.
+struct FullCollector : Collector {
+  explicit FullCollector(const std::string& path) : Collector(path, false) {
+    const int filler = ConnectedSocket(path);
+    while (::send(filler, "x", 1, MSG_DONTWAIT) == 1) {
+    }
+    ::close(filler);
+  }
+};

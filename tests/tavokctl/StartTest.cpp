@@ -103,14 +103,6 @@ TEST(Start, StopsARunningTavokInOrderAndHandsOverAtOnce) {
   }
 }
 
-TEST(Start, RestartStartsOneIfNoneRuns) {
-  const TempDir dir;
-  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
-  WriteFile(dir / "pid", "4194305");
-  Expect(dir, "restart -c conf", 0, "removed a stale pid file: ");
-  Expect(dir, "stop -c conf", 0, "tavok has stopped");
-}
-
 TEST(Start, InTheForegroundBecomesTavok) {
   const TempDir dir;
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");

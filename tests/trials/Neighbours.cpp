@@ -7,16 +7,6 @@ namespace {
 
 constexpr const char* kTrace = "/tmp/ZABKTraceCon";
 
-// A collector that never reads, its queue full.
-struct Wedged : Collector {
-  explicit Wedged(const char* path) : Collector(path, false) {
-    const int filler = ConnectedSocket(path);
-    for (int i = 0; i < 10000 && ::send(filler, "x", 1, MSG_DONTWAIT) == 1; ++i) {
-    }
-    ::close(filler);
-  }
-};
-
 // A daemon comes up, takes a flood with rotations and with what it has to report about, and stops.
 void RunsWell(const std::string& arguments = "") {
   const auto begin = std::chrono::steady_clock::now();
@@ -47,8 +37,8 @@ TEST(Neighbours, TracedReportsToASystemLoggerThatListens) {
 }
 
 TEST(Neighbours, TracedToACollectorThatIsFull) {
-  const Wedged trace(kTrace);
-  const Wedged diag("/tmp/ZABKDiagCon");
+  const FullCollector trace(kTrace);
+  const FullCollector diag("/tmp/ZABKDiagCon");
   RunsWell();
 }
 
@@ -64,7 +54,7 @@ TEST(Neighbours, TracedToACollectorThatComesAndGoes) {
 
 TEST(Neighbours, TracedReportsToASystemLoggerThatHangs) {
   if (!MayStandInForTheSystemLogger()) GTEST_SKIP() << "a system logger runs, or only root can";
-  const Wedged logger(kSystemLog);
+  const FullCollector logger(kSystemLog);
   RunsWell();
 }
 

@@ -1,7 +1,8 @@
 # shellcheck shell=bash
-# Sourced by the test beside it: a Debian root, in layers, and a machine that boots from it in a container.
+# Sourced after lib.sh by what needs a machine that systemd has booted: a root in layers, so that what is
+# written to it is thrown away, and a container that boots from it.
 
-machine=tavok-test-$$
+machine=tavok-machine-$$
 work='' root='' nspawn='' leader=''
 
 # make_base_root DIRECTORY: a minimal system with systemd, unless there is one from an earlier run.
@@ -14,13 +15,13 @@ make_base_root() {
   mv "$1.unfinished" "$1"
 }
 
-# make_root BASE: a copy that costs nothing: what is written goes to $work.
+# make_root BASE: a copy that costs nothing: what is written goes to the directory $work.
 make_root() {
   mkdir "$work"/{changes,work,root}
   mount -t overlay -o "lowerdir=$1,upperdir=$work/changes,workdir=$work/work" "$machine" "$work/root" ||
     skip "no overlay file system"
   root=$work/root
-  touch "$root/booted-by-test"
+  touch "$root/booted-by-script"
 }
 
 # inside COMMAND...: in the machine, as its root.
@@ -38,7 +39,7 @@ has_leader() {
 }
 
 # Not before the machine has left the host's root behind may anything be run "inside".
-is_in_its_root() { has_leader && inside test -e /booted-by-test 2>/dev/null; }
+is_in_its_root() { has_leader && inside test -e /booted-by-script 2>/dev/null; }
 
 is_up() { [ "$(inside systemctl is-active multi-user.target 2>/dev/null)" = active ]; }
 
@@ -60,11 +61,12 @@ run_root() {
     --private-network --link-journal=no --resolv-conf=off --timezone=off --system-call-filter=bpf "$@"
 }
 
+# boot [OPTION...]: of systemd-nspawn.
 boot() {
-  (run_root --console=read-only --boot) </dev/null >>"$work/console" 2>&1 &
+  (run_root "$@" --console=read-only --boot) </dev/null >>"$work/console" 2>&1 &
   nspawn=$!
-  await 30 is_in_its_root
-  await 30 is_up
+  await 60 is_in_its_root
+  await 60 is_up
 }
 
 is_off() { ! kill -0 "$nspawn" 2>/dev/null; }
@@ -89,10 +91,16 @@ clean_up() {
   find /sys/fs/cgroup/{.,systemd,unified}/"$machine" -depth -type d -exec rmdir {} + 2>/dev/null || true
 }
 
-prepare_machine() {
+require_machine() {
   [ "$(id -u)" -eq 0 ] || skip "root may boot a machine, $(id -un) may not"
+  install_missing systemd-container:systemd-nspawn util-linux:nsenter
+}
+
+# prepare_machine BASE: with a minimal Debian, which is kept at BASE for the next time.
+prepare_machine() {
+  require_machine
   [ "$(. /etc/os-release && echo "$ID")" = debian ] || skip "the package is for Debian"
-  install_missing debootstrap:debootstrap systemd-container:systemd-nspawn util-linux:nsenter iproute2:ip
+  install_missing debootstrap:debootstrap iproute2:ip
   make_base_root "$1"
   work=$(mktemp -d -p "$(dirname "$1")")
   trap clean_up EXIT

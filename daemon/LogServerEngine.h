@@ -49,6 +49,10 @@ class CLogServerEngine {
   /// failed. Any thread; never blocks.
   bool HasFile() const { return m_bHasFile; }
 
+  /// Whether a text that is written now can be expected to stay: a file is open, and the last flush
+  /// did not fail. Any thread; never blocks.
+  bool IsStoring() const { return m_bHasFile && m_nLost == 0; }
+
   /// Renames the current file to its rotated name, replacing a file of that name, and opens a new
   /// one. Throws CFile::CException on failure; no file is then open until a rotation succeeds.
   void Rotate();

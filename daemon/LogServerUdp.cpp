@@ -33,6 +33,7 @@ bool CLogServerUdp::Init() {
   try {
     if (m_nHeld != -1) {
       Attach(static_cast<unsigned>(m_nHeld));
+      m_bHeldPath = port == 0 && !IsPathGone();
       return true;
     }
     if (port != 0) {
@@ -57,10 +58,14 @@ void CLogServerUdp::Start() {
 }
 
 void CLogServerUdp::Stop() {
+  const bool wasReceiving = IsReceiving();
   if (m_thread) m_thread->Stop();
   if (m_nHeld == -1) (void)::unlink(m_strPort.c_str());
-  if (!m_thread || IsReceiving()) return;  // one that hangs may still use the socket
-  if (m_hSocket != -1 && !m_bFailed) Drain();
+  if (!m_thread || m_hSocket == -1) return;
+  const bool isShut = ShutGate();
+  // One that hangs may still use the socket, and may hold the engine's lock.
+  if (m_thread->ConfirmKilled() || IsReceiving()) return;
+  if (wasReceiving) Drain(isShut);
   // Its destructor closes the descriptor and contains a failure.
   const QELSocket closing(static_cast<unsigned>(Detach()));
 }
@@ -79,7 +84,6 @@ unsigned CLogServerUdp::MainWorkerThread() {
       }
     }
   } catch (const qel::QELSocketExcep& e) {
-    m_bFailed = true;
     Log(kLogError, "CLogServerUdp::MainWorkerThread() - Error %d - %s", static_cast<int>(e.m_nCode),
         e.m_strMessage.c_str());
   }
@@ -96,19 +100,8 @@ bool CLogServerUdp::ReceiveText(char* buffer) {
   return received != 0;
 }
 
-// The receive thread has ended, so that this thread may use the socket.
-void CLogServerUdp::Drain() {
-  const bool isShut = ShutGate();
-  // What cannot be written is better kept for the next process.
-  if (!isShut && m_nHeld != -1 && !m_pEngine->HasFile()) return;
-  using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + kDrainLimit;
-  unsigned lost = 0;
-  char text[kMaxText + 1];
-  while ((isShut || Clock::now() < deadline) && TakeQueued(text)) {
-    if (text[0] != '\0' && !m_pEngine->Write(text)) ++lost;
-  }
-  if (lost > 0) Log(kLogError, "CLogServerUdp::Stop - %u queued datagrams lost", lost);
+bool CLogServerUdp::IsPathGone() const {
+  return ::access(m_strPort.c_str(), F_OK) == -1 && errno == ENOENT;
 }
 
 // Keeps later datagrams out, unless they may be meant for somebody else who has the socket: what is
@@ -116,7 +109,7 @@ void CLogServerUdp::Drain() {
 bool CLogServerUdp::ShutGate() {
   if (CSettings::PortNumber(m_strPort) != 0) return m_nHeld == -1 && ReceiveFromItselfOnly();
   // A manager that has given its socket up has removed the path.
-  const bool isOurs = m_nHeld == -1 || (::access(m_strPort.c_str(), F_OK) == -1 && errno == ENOENT);
+  const bool isOurs = m_nHeld == -1 || (m_bHeldPath && IsPathGone());
   return isOurs && ::shutdown(m_hSocket, SHUT_RD) == 0;
 }
 
@@ -129,18 +122,34 @@ bool CLogServerUdp::ReceiveFromItselfOnly() {
          ::connect(m_hSocket, generic, length) == 0;
 }
 
-// Returns false when the queue is empty. An empty datagram gives an empty text: it ends reception,
-// but what is queued behind it was accepted.
-bool CLogServerUdp::TakeQueued(char* buffer) {
+// For the thread that has stopped the receive thread. A held socket keeps for the next process what
+// cannot be stored now.
+void CLogServerUdp::Drain(bool isShut) {
+  using Clock = std::chrono::steady_clock;
+  const bool isLimited = !isShut || CSettings::PortNumber(m_strPort) != 0;
+  const auto deadline = Clock::now() + kDrainLimit;
+  unsigned lost = 0;
+  char text[kMaxText + 1];
+  for (int length; (isShut || m_pEngine->IsStoring()) && (length = TakeQueued(text)) != -1;) {
+    // An empty datagram would end reception, but what is queued behind it was accepted.
+    if (length > 0 && (text[0] == '\0' || !m_pEngine->Write(text))) ++lost;
+    if (isLimited && Clock::now() >= deadline) break;
+  }
+  if (lost > 0) Log(kLogError, "CLogServerUdp::Stop - %u queued datagrams lost", lost);
+}
+
+// Returns the length, or -1 when the queue is empty.
+int CLogServerUdp::TakeQueued(char* buffer) {
   for (;;) {
-    const int received = _AsyncReceive(buffer, kMaxText, 0);
-    if (received >= 0) {
-      buffer[received] = '\0';
-      return true;
-    }
+    // Whoever shares a held socket may have made it blocking.
+    const int length = _AsyncReceive(buffer, kMaxText, MSG_DONTWAIT);
     const int error = errno;
+    if (length >= 0) {
+      buffer[length] = '\0';
+      return length;
+    }
     if (error == EINTR) continue;
     if (error != EAGAIN) Log(kLogError, "CLogServerUdp::Stop - Error %d", error);
-    return false;
+    return -1;
   }
 }

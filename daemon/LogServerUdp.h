@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -26,12 +25,12 @@ class CLogServerUdp : public qel::QELSocket {
 
   /// Before Init: uses this bound datagram socket instead of binding one. A service manager holds
   /// it too, so that it is received from and nothing else: its path and its buffer are the
-  /// manager's, and what is queued in it waits for the next process. Owns the descriptor from then
-  /// on; -1 is none.
+  /// manager's, and what is queued in it waits for the next process. Init takes the descriptor
+  /// over; -1 is none.
   void UseHeld(int descriptor) { m_nHeld = descriptor; }
 
-  /// Binds the socket; of a Unix-domain socket, first removes what is at its path. Returns false
-  /// after logging what failed.
+  /// Binds the socket; of a Unix-domain socket, first removes what is at its path. With a held
+  /// socket, makes that non-blocking. Returns false after logging what failed.
   bool Init();
 
   /// Starts the receive thread and logs that the server listens.
@@ -42,13 +41,17 @@ class CLogServerUdp : public qel::QELSocket {
 
   /// Stops the receive thread, which takes up to about 2 seconds, 6 at most; removes the file named
   /// by the port, even if that is a UDP port, unless the socket is held; then passes on what is
-  /// queued in the socket, and closes it. From a socket of its own that is every datagram that was
-  /// accepted: later ones are refused. From a held one, which stays open to senders, it is as much
-  /// as comes before the queue is empty, or within a second; but a Unix-domain socket of which the
-  /// manager has removed the path counts as tavok's own.
+  /// queued in the socket, and closes it.
   ///
-  /// Nothing is passed on if reception had ended on an error, or if the thread hangs. May be called
-  /// again, and then only removes the file.
+  /// A Unix-domain socket of its own is shut to senders first, so that every datagram they were
+  /// told to be sent is passed on, however long the engine takes. A UDP socket of its own is shut,
+  /// too, but given a second at most. A held socket stays open to senders: as much is passed on as
+  /// comes before the queue is empty or a second is over, and as the engine can store. If its
+  /// path was there at Init and is not any more, the manager has given it up: it is then
+  /// treated as an own one.
+  ///
+  /// Nothing is passed on if reception had ended before, or if the thread hangs; the socket is then
+  /// only shut. May be called again.
   void Stop();
 
   /// The body of the receive thread. It ends when it is asked to stop, from within a wait by
@@ -58,16 +61,17 @@ class CLogServerUdp : public qel::QELSocket {
 
  private:
   bool ReceiveText(char* buffer);
-  void Drain();
+  bool IsPathGone() const;
   bool ShutGate();
   bool ReceiveFromItselfOnly();
-  bool TakeQueued(char* buffer);
+  void Drain(bool isShut);
+  int TakeQueued(char* buffer);
 
   CRefCount<qel::QELThread> m_thread;
-  std::atomic<bool> m_bFailed = false;  // reception has ended on an error
   CLogServerEngine* const m_pEngine;
   const std::string m_strPort;
   const std::string m_strBindingAddress;
   std::uint32_t m_nRcvBufSize = 0;  // SO_RCVBUF, in bytes
   int m_nHeld = -1;                 // see UseHeld
+  bool m_bHeldPath = false;         // it had a path at Init
 };

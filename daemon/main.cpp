@@ -17,6 +17,7 @@
 namespace {
 
 void Look(CServiceManager& manager) {
+  if (!manager.IsThere()) return;
   const CSignalBlock block;
   TellOfComponents(manager);
 }

@@ -131,7 +131,8 @@ int CHeldSockets::Take(const std::string& port, const std::string& bindingAddres
   const std::string wanted = WantedName(port, bindingAddress);
   int taken = -1;
   for (int fd = kFirst; fd < m_nEnd; ++fd) {
-    const std::string why = taken != -1 ? "another one is used" : WhyNot(fd, wanted);
+    std::string why = WhyNot(fd, wanted);
+    if (why.empty() && taken != -1) why = "another one is used";
     if (why.empty()) {
       taken = fd;
       continue;

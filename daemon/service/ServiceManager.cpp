@@ -32,7 +32,7 @@ std::string StatusOf(bool receives, bool hasFile) {
 
 CServiceManager::CServiceManager() : m_strSocket(TakeVariable("NOTIFY_SOCKET")) {
   const std::uint64_t timeout = WatchdogUs();
-  m_bWatchdog = timeout != 0;
+  m_bWatchdog = IsThere() && timeout != 0;
   m_nLookIntervalUs = static_cast<unsigned>(
       m_bWatchdog ? std::clamp(timeout / 2, kShortestIntervalUs, kLongestIntervalUs)
                   : kLongestIntervalUs);

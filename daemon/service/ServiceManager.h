@@ -11,13 +11,17 @@ class CServiceManager {
   /// before any other thread starts.
   CServiceManager();
 
+  /// Whether there is a manager to tell. If not, Look need not be called.
+  bool IsThere() const { return !m_strSocket.empty(); }
+
   /// How often Look is to be called, in microseconds: every five seconds, or twice in the time
   /// after which the manager's watchdog takes the process for hung, whichever is more often.
   unsigned LookIntervalUs() const { return m_nLookIntervalUs; }
 
   /// Says that tavok is up ("READY=1"), until that has been taken. Then, with a watchdog, that it
-  /// works ("WATCHDOG=1"), as long as it receives and its file is open. Otherwise says which of the
-  /// two is missing ("STATUS=..."), whenever that changes; the manager's watchdog does the rest.
+  /// works ("WATCHDOG=1"), as long as it receives and its file is open. Says whenever that changes
+  /// what it does, or which of the two is missing ("STATUS=..."); the manager's watchdog does the
+  /// rest.
   void Look(bool receives, bool hasFile);
 
   /// Says that tavok stops ("STOPPING=1").

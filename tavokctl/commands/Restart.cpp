@@ -9,10 +9,9 @@ namespace {
 
 constexpr const char* kUsage =
     "Usage: tavokctl restart [-c FILE] [-t SECONDS]\n"
-    "Stops the tavok that the configuration's pid file names, if it runs, starts a new one as "
-    "`start`\n"
-    "does, and returns when it is up. Where the default configuration is a service's, does so by "
-    "systemctl.\n"
+    "Stops the tavok that the configuration's pid file names, if it runs, starts a new one as\n"
+    "`start` does, and returns when it is up. With the default configuration, where tavok is\n"
+    "installed as a service, this is `systemctl restart tavok.service`.\n"
     "  -c, --config FILE      the configuration\n"
     "  -t, --timeout SECONDS  wait at most this long for each of the two (default: 30)\n";
 

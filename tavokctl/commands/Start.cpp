@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
@@ -10,11 +12,10 @@ namespace {
 
 constexpr const char* kUsage =
     "Usage: tavokctl start [-c FILE] [-f] [-t SECONDS] [-- OPTIONS]\n"
-    "Starts tavok in the background, in this directory, and returns when it is up. Stops first the "
-    "tavok\n"
-    "that the configuration's pid file names, if it runs. Where the default configuration is a "
-    "service's,\n"
-    "starts that by systemctl.\n"
+    "Starts tavok in the background, in this directory, and returns when it is up. First stops "
+    "the\n"
+    "tavok that the configuration's pid file names, if it runs. With the default configuration,\n"
+    "where tavok is installed as a service, this is `systemctl restart tavok.service`.\n"
     "  -c, --config FILE      its configuration\n"
     "  -f, --foreground       become tavok instead, for a service manager\n"
     "  -t, --timeout SECONDS  wait at most this long for the end of the old one, and then for the "
@@ -36,6 +37,9 @@ int Start(int argc, char** argv) {
 
   const std::string pidFile = ReadSettings(config)->m_strPidFileName;
   if (isForeground) {
+    if (IsServiceOf(config) && std::getenv("NOTIFY_SOCKET") == nullptr) {
+      throw CWrongUse("--foreground with this configuration is for its service");
+    }
     MakeRoom(pidFile, timeout);
     BecomeTavok(config, options);
   }

@@ -1,7 +1,10 @@
+#include <cstdio>
+
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
 #include "config/Config.h"
+#include "process/HandOver.h"
 #include "process/Instance.h"
 #include "process/Service.h"
 
@@ -9,11 +12,22 @@ namespace {
 
 constexpr const char* kUsage =
     "Usage: tavokctl stop [-c FILE] [-t SECONDS]\n"
-    "Stops the tavok that the configuration's pid file names, and returns when it has ended. Where "
-    "the\n"
-    "default configuration is a service's, stops that and its socket by systemctl.\n"
+    "Stops the tavok that the configuration's pid file names, and returns when it has ended.\n"
+    "With the default configuration, where tavok is installed as a service, stops that and its\n"
+    "socket by systemctl.\n"
     "  -c, --config FILE      the configuration it was started with\n"
     "  -t, --timeout SECONDS  wait at most this long for its end (default: 30)\n";
+
+// One that the service has not started. The service has stopped, whatever its configuration is by
+// now.
+void StopStray(const std::string& config, unsigned timeout) {
+  try {
+    MakeRoom(ReadSettings(config)->m_strPidFileName, timeout);
+  } catch (const CFailure& e) {
+    std::fprintf(stderr, "the service has stopped; another tavok was not looked for: %s\n",
+                 e.what());
+  }
+}
 
 }  // namespace
 
@@ -22,11 +36,11 @@ int Stop(int argc, char** argv) {
   unsigned timeout = 30;
   ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
 
-  const std::string pidFile = ReadSettings(config)->m_strPidFileName;
   if (IsServiceOf(config)) {
-    StopService(pidFile, timeout);
+    StopService();
+    StopStray(config, timeout);
   } else {
-    CInstance::Get(pidFile)->Stop(timeout);
+    CInstance::Get(ReadSettings(config)->m_strPidFileName)->Stop(timeout);
   }
   return kDone;
 }

@@ -16,6 +16,7 @@
 #include "base/UnixSocket.h"
 #include "config/Warnings.h"
 #include "process/Instance.h"
+#include "process/Service.h"
 
 namespace {
 
@@ -120,7 +121,8 @@ class CValueWarnings {
     if (kind != 0 && kind != S_IFDIR && kind != S_IFSOCK) {
       Warn("Port", path + " is not a socket: tavok removes it");
     }
-    if (kind == S_IFSOCK && !IsTavokRunning() && IsAlive(path)) {
+    const bool isHeld = IsServiceOf(m_settings.m_strConfFile);  // by systemd, for tavok
+    if (kind == S_IFSOCK && !isHeld && !IsTavokRunning() && IsAlive(path)) {
       Warn("Port", path + " is the socket of another program: tavok removes it");
     }
     if (kind == 0) WarnOfFolder("Port", path, "cannot be bound");

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "base/Descriptor.h"
@@ -32,6 +33,7 @@ void BecomeTavok(const std::string& config, const std::vector<std::string>& opti
     const CDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     (void)::dup2(nowhere.Get(), STDERR_FILENO);
   }
+  (void)std::fflush(stdout);
   (void)::execv(program.c_str(), Arguments(words).data());
   const int error = errno;
   (void)::dup2(errors.Get(), STDERR_FILENO);  // for the failure to be seen

@@ -76,6 +76,10 @@ std::unique_ptr<CInstance> CInstance::Find(const std::string& pidFile, std::stri
   }
   std::unique_ptr<CInstance> instance(new CInstance(named.pid, std::move(process)));
   const std::string name = instance->m_process ? NameOf(named.pid) : "";
+  if (name.empty() && instance->m_process && !instance->AwaitEnd(0)) {
+    throw CFailure("look at process " + std::to_string(named.pid) + ", named in " + pidFile +
+                   ": it is hidden from this user");
+  }
   if (name == kName && !instance->AwaitEnd(0)) return instance;
   why = "process " + std::to_string(named.pid) + ", named in " + pidFile +
         (name.empty() || name == kName ? ", does not exist" : ", is not tavok but " + name);
@@ -90,7 +94,7 @@ std::unique_ptr<CInstance> CInstance::Get(const std::string& pidFile) {
 }
 
 void CInstance::Signal(int signal) const {
-  if (::pidfd_send_signal(m_process.Get(), signal, nullptr, 0) == -1) {
+  if (::pidfd_send_signal(m_process.Get(), signal, nullptr, 0) == -1 && errno != ESRCH) {
     throw CFailure("signal process " + std::to_string(m_pid), errno);
   }
 }

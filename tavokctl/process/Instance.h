@@ -33,7 +33,7 @@ class CInstance {
 
   pid_t Pid() const { return m_pid; }
 
-  /// Throws CFailure, "signal process <pid>: ...".
+  /// Throws CFailure, "signal process <pid>: ...". That it has ended is no failure.
   void Signal(int signal) const;
 
   /// Waits for the end of the process; false if it still runs after that time.

@@ -4,7 +4,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <vector>
 
 #include "base/Failure.h"
@@ -21,9 +23,13 @@ int Systemctl(std::vector<std::string> words) {
       ::posix_spawnp(&pid, "systemctl", nullptr, nullptr, Arguments(words).data(), ::environ);
   if (failed != 0) throw CFailure("run systemctl", failed);
   int status = 0;
-  (void)::waitpid(pid, &status, 0);
+  while (::waitpid(pid, &status, 0) == -1) {
+    if (errno != EINTR) throw CFailure("wait for systemctl", errno);
+  }
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
+
+bool IsActive(const char* unit) { return Systemctl({"is-active", "--quiet", unit}) == 0; }
 
 void Act(const std::string& verb, const std::string& unit) {
   const std::string command = "systemctl " + verb + " " + unit;
@@ -37,18 +43,22 @@ void Act(const std::string& verb, const std::string& unit) {
 }  // namespace
 
 bool IsServiceOf(const std::string& config) {
-  return config == TAVOK_CONFIG && ::access("/run/systemd/system", F_OK) == 0 &&
+  std::error_code missing;
+  const bool isItsFile =
+      config == TAVOK_CONFIG || std::filesystem::equivalent(config, TAVOK_CONFIG, missing);
+  return isItsFile && ::access("/run/systemd/system", F_OK) == 0 &&
          ::access(TAVOK_UNITS "/tavok.service", F_OK) == 0;
 }
 
 void RestartService(const std::string& pidFile, unsigned seconds) {
-  if (Systemctl({"is-active", "--quiet", "tavok.service"}) != 0) MakeRoom(pidFile, seconds);
+  if (!IsActive("tavok.service")) MakeRoom(pidFile, seconds);
   Act("restart", "tavok.service");
 }
 
-void StopService(const std::string& pidFile, unsigned seconds) {
+void StopService() {
   for (const char* const unit : {"tavok-recover.service", "tavok.socket", "tavok.service"}) {
     Act("stop", unit);
   }
-  MakeRoom(pidFile, seconds);
+  // If tavok was being started again meanwhile, that has opened it again.
+  if (IsActive("tavok.socket")) Act("stop", "tavok.socket");
 }

@@ -14,6 +14,6 @@ bool IsServiceOf(const std::string& config);
 /// command of systemctl that it runs; throws CFailure if that fails.
 void RestartService(const std::string& pidFile, unsigned seconds);
 
-/// Stops the socket, so that senders are refused, then the service, which stores what is queued,
-/// and then such a tavok. Prints and throws as RestartService does.
-void StopService(const std::string& pidFile, unsigned seconds);
+/// Stops the socket, so that senders are refused, and then the service, which stores what is
+/// queued. Prints and throws as RestartService does.
+void StopService();

@@ -4,6 +4,15 @@ namespace {
 
 bool Exists(const std::string& path) { return std::filesystem::exists(path); }
 
+// The next one goes on with what is left.
+void IsKilled(const TempDir& dir, Daemon& daemon) {
+  EXPECT_EQ(128 + SIGKILL, daemon.Exit());
+  std::filesystem::remove(dir / "pid");  // which only makes the start wait
+  const Daemon next(dir);
+  EXPECT_TRUE(next.IsUp());
+  EXPECT_TRUE(Collects(dir, "after"));
+}
+
 void StopsInOrder(const TempDir& dir, Daemon& daemon, int signal) {
   const int status = daemon.Stop();
   EXPECT_FALSE(Exists(dir / "pid"));
@@ -38,7 +47,7 @@ bool SignalBefore(int call, int signal) {
     EXPECT_EQ("received", Logged(dir));
     EXPECT_LE(LogFiles(dir).size(), 2u);
   }
-  StopsInOrder(dir, daemon, signal);
+  signal == SIGKILL ? IsKilled(dir, daemon) : StopsInOrder(dir, daemon, signal);
   return true;
 }
 
@@ -100,3 +109,5 @@ TEST(Signal, AStormOfRotations) {
 TEST(Signal, HangupAtEveryStepOfStartAndStop) { HeedsAtEveryStep(SIGHUP); }
 
 TEST(Signal, TerminationAtEveryStepOfStartAndStop) { HeedsAtEveryStep(SIGTERM); }
+
+TEST(Signal, KillAtEveryStepOfStartAndStop) { HeedsAtEveryStep(SIGKILL); }

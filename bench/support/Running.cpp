@@ -129,6 +129,7 @@ void Running::Again(int signal) {
   m_stages.clear();
   m_pids.clear();
   for (const char* const left : {"pid", "pipe"}) fs::remove(m_directory / left);
+  if (m_held == -1 && !m_subject.IsJournal()) fs::remove(m_place.listening);
   Start();
 }
 

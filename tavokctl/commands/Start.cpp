@@ -1,5 +1,3 @@
-#include <cstdlib>
-
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
@@ -37,7 +35,7 @@ int Start(int argc, char** argv) {
 
   const std::string pidFile = ReadSettings(config)->m_strPidFileName;
   if (isForeground) {
-    if (IsServiceOf(config) && std::getenv("NOTIFY_SOCKET") == nullptr) {
+    if (IsServiceOf(config)) {
       throw CWrongUse("--foreground with this configuration is for its service");
     }
     MakeRoom(pidFile, timeout);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/Failure.h"
+#include "base/Files.h"
 #include "process/Command.h"
 #include "process/HandOver.h"
 
@@ -29,6 +30,15 @@ int Systemctl(std::vector<std::string> words) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+// Whether this process is one of the service's, whose unit an operator may have written.
+bool IsInTheService() {
+  try {
+    return ReadText("/proc/self/cgroup").find("/tavok.service") != std::string::npos;
+  } catch (const CFailure&) {
+    return false;
+  }
+}
+
 bool IsActive(const char* unit) { return Systemctl({"is-active", "--quiet", unit}) == 0; }
 
 void Act(const std::string& verb, const std::string& unit) {
@@ -43,6 +53,7 @@ void Act(const std::string& verb, const std::string& unit) {
 }  // namespace
 
 bool IsServiceOf(const std::string& config) {
+  if (IsInTheService()) return false;
   std::error_code missing;
   const bool isItsFile =
       config == TAVOK_CONFIG || std::filesystem::equivalent(config, TAVOK_CONFIG, missing);

@@ -6,7 +6,8 @@
 /// systemd holds for it, tavok.socket.
 
 /// Whether that service is what a command for this configuration has to act on: it is the default
-/// one, systemd has booted the machine, and the units are installed with this program.
+/// one, systemd has booted the machine, the units are installed with this program, and this process
+/// is not one of the service's itself.
 bool IsServiceOf(const std::string& config);
 
 /// Starts the service, anew if it runs; its socket is kept meanwhile. First stops a tavok that the

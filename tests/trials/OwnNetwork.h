@@ -4,13 +4,17 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 
+#include <cstdlib>
 #include <sstream>
 #include <thread>
 
 #include "Sockets.h"
 
+// Whether this machine lets this user make a network.
+inline bool MayMakeANetwork() { return std::system("unshare -n true 2>/dev/null") == 0; }
+
 // Runs the body in a thread that has a network of its own, as have all threads and processes that
-// it starts: only its loopback address, and no other's datagrams. Root only.
+// it starts: only its loopback address, and no other's datagrams.
 template <class Body>
 void InOwnNetwork(Body body) {
   std::jthread([&] {

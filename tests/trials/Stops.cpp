@@ -34,7 +34,7 @@ long MissingAfter(int signal, int rounds, const TempDir& dir, const Destination&
     if (round % 3 == 0) RotateNow(daemon);
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(signal == SIGTERM ? 0 : 128 + signal, daemon.Stop(signal));
-    EXPECT_LT(SecondsSince(begin), 3 * Patience());
+    EXPECT_LT(SecondsSince(begin), (kSanitized ? 9 : 3) * Patience());
     EXPECT_EQ("", reader.Read(Logged(dir)));
     std::filesystem::remove_all(dir / "log");
     flood.HasRead(reader.Whole());

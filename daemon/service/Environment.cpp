@@ -7,7 +7,7 @@
 
 std::string TakeVariable(const char* name) {
   const char* const value = std::getenv(name);
-  const std::string text = value == nullptr ? "" : value;
+  std::string text = value == nullptr ? "" : value;
   (void)::unsetenv(name);
   return text;
 }

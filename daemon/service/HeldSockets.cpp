@@ -50,7 +50,7 @@ std::string UnixName(const CBoundTo& bound) {
   const std::size_t length = bound.length - std::min(bound.length, offsetof(sockaddr_un, sun_path));
   const std::string name(bound.As<sockaddr_un>().sun_path, length);
   if (!name.empty() && name[0] == '\0') return "abstract name " + name.substr(1);
-  return name.empty() ? "" : PathName(name.c_str());  // up to its NUL, if there is one
+  return name.empty() ? "" : PathName(name.substr(0, name.find('\0')));
 }
 
 std::string NameOf(const CBoundTo& bound) {

@@ -13,9 +13,10 @@ class Manager {
   // kernel's to choose if 0.
   Manager(const TempDir& dir, const Destination& at, int buffer = 0)
       : m_notify(dir / "notify"), m_told(m_notify), m_fd(BoundSocket(at)), m_at(at) {
-    Check(
-        buffer == 0 || ::setsockopt(m_fd, SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof buffer) == 0,
-        "SO_RCVBUFFORCE");
+    constexpr int kOption = SO_RCVBUFFORCE;
+    const bool isSet =
+        buffer == 0 || ::setsockopt(m_fd, SOL_SOCKET, kOption, &buffer, sizeof buffer) == 0;
+    ::Check(isSet, "SO_RCVBUFFORCE");  // a test may have a fixture of that name
   }
   explicit Manager(const TempDir& dir) : Manager(dir, dir / "socket") {}
   ~Manager() {

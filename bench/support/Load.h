@@ -57,7 +57,7 @@ Written WarmUp(const Load& load, const Running& subject);
 Figures Send(const Load& load, const Running& subject, const Written& each,
              const std::function<void()>& meanwhile = {});
 
-/// Sends numbered messages as fast as they are taken, ends the subject ten times by the load's
+/// Sends numbered messages as fast as they are taken, ends the subject five times by the load's
 /// signal meanwhile, and starts it again. Returns how many sends succeeded, and how many of these
 /// messages were received and lost.
 Figures SendAndRestart(const Load& load, Running& subject, const Written& each);

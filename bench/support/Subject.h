@@ -33,11 +33,9 @@ struct Subject {
   bool IsTavok() const { return name == "tavok" || name == "before"; }
   /// The system's own journald: it runs already, and is emptied when a trial is over.
   bool IsJournal() const { return name == "journald"; }
-  /// It takes a socket that a service manager has bound.
-  bool CanBeHeld() const {
-    return IsTavok() || IsJournal() || name.starts_with("rsyslogd") ||
-           name.starts_with("syslog-ng");
-  }
+  /// It takes a datagram socket that a service manager has bound, at any path; syslog-ng takes the
+  /// one at systemd's own path only.
+  bool CanBeHeld() const { return IsTavok() || IsJournal() || name.starts_with("rsyslogd"); }
   /// No receiver is in front: senders write into the pipe that is its standard input.
   bool IsFed() const { return name == "svlogd" || name == "s6-log"; }
   /// What it prints is the log.

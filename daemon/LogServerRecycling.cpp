@@ -12,6 +12,7 @@
 #include "LogFileNames.h"
 #include "LogServerEngine.h"
 #include "QELDateTime.h"
+#include "ThreadNames.h"
 
 namespace {
 
@@ -36,6 +37,7 @@ void Delete(const std::string& path) {
 }  // namespace
 
 unsigned CLogServerEngine::BgrWorkerThread(void* engine) {
+  NameThread(kWorkerName);
   return static_cast<CLogServerEngine*>(engine)->BgrWorkerThread();
 }
 

@@ -8,6 +8,7 @@
 #include "Log.h"
 #include "LogServerEngine.h"
 #include "Settings.h"
+#include "ThreadNames.h"
 
 namespace {
 
@@ -71,6 +72,7 @@ void CLogServerUdp::Stop() {
 }
 
 unsigned CLogServerUdp::MainWorkerThread(void* receiver) {
+  NameThread(kReceiverName);
   return static_cast<CLogServerUdp*>(receiver)->MainWorkerThread();
 }
 

@@ -10,5 +10,6 @@ int Stop(int argc, char** argv);
 int Restart(int argc, char** argv);
 int Rotate(int argc, char** argv);
 int Status(int argc, char** argv);
+int Cat(int argc, char** argv);
 int Tail(int argc, char** argv);
 int Trace(int argc, char** argv);

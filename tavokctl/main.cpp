@@ -1,12 +1,17 @@
+#include <fcntl.h>
 #include <signal.h>
+#include <unistd.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "Commands.h"
 #include "Process.h"
 #include "base/Failure.h"
+#include "base/Output.h"
+#include "base/Suggestion.h"
 #include "config/Config.h"
 
 namespace {
@@ -24,8 +29,9 @@ constexpr CCommand kCommands[] = {
     {"stop", "stop the running tavok, and return when it has ended", Stop},
     {"restart", "stop the running tavok and start a new one at once", Restart},
     {"rotate", "rotate the current file, and return when that has happened", Rotate},
-    {"status", "show the state of the running tavok and of its files", Status},
-    {"tail", "print the end of the current file and follow it across rotations", Tail},
+    {"status", "show the state of the running tavok, and what is wrong with it", Status},
+    {"cat", "print all text that has been kept, or that of a time", Cat},
+    {"tail", "print the end of the text and follow it across rotations", Tail},
     {"trace", "collect and print the diagnostics of the library that tavok is built on", Trace},
 };
 
@@ -35,9 +41,9 @@ void PrintUsage(std::FILE* to) {
     std::fprintf(to, "  %-8s %s\n", command.name, command.summary);
   }
   std::fprintf(to,
-               "tavokctl COMMAND --help lists the options of a command.\n"
+               "tavokctl help COMMAND lists the options of a command.\n"
                "The configuration is %s unless -c FILE names another.\n"
-               "Exit status: 0 success, 1 failure, 2 wrong use.\n",
+               "Exit status: 0 success, 1 failure, 2 wrong use; of status, see there.\n",
                kDefaultConfig);
 }
 
@@ -48,41 +54,92 @@ const CCommand* Find(const std::string& name) {
   return nullptr;
 }
 
-// A command whose output is lost has failed.
-int Flushed(int status) {
-  if (std::fflush(stdout) == 0) return status;
-  throw CFailure("write standard output", errno);
-}
-
-int Run(const CCommand& command, int argc, char** argv) {
+int Run(const CCommand& command, std::vector<char*> words) {
+  const std::string name = std::string("tavokctl ") + command.name;
   try {
-    return Flushed(command.run(argc, argv));
+    const int status = command.run(static_cast<int>(words.size()) - 1, words.data());
+    FlushOutput();  // a command whose output is lost has failed
+    return status;
   } catch (const CWrongUse& e) {
-    std::fprintf(stderr, "tavokctl %s: %s\nTry tavokctl %s --help.\n", command.name, e.what(),
-                 command.name);
+    Complain(name + ": " + e.what() + "\nTry " + name + " --help.");
     return kWrongUse;
   } catch (const std::exception& e) {
     (void)std::fflush(stdout);
-    std::fprintf(stderr, "tavokctl %s: %s\n", command.name, e.what());
+    Complain(name + ": " + e.what());
     return kFailed;
   }
+}
+
+int RefuseCommand(const std::string& word) {
+  std::vector<std::string> names(std::size(kCommands));
+  std::transform(std::begin(kCommands), std::end(kCommands), names.begin(),
+                 [](const CCommand& command) { return command.name; });
+  Complain("tavokctl: unknown command " + word + Suggestion(word, names) +
+           "\nTry tavokctl --help.");
+  return kWrongUse;
+}
+
+int PrintGeneral(const std::string& word) {
+  if (word == "--version") {
+    Say("tavokctl " TAVOK_VERSION);
+  } else {
+    PrintUsage(stdout);
+  }
+  FlushOutput();
+  return kDone;
+}
+
+// `words` begin with the command's name.
+int RunWords(std::vector<char*> words) {
+  const std::string word = words[0] == nullptr ? "" : words[0];
+  const std::string next = words[0] == nullptr || words[1] == nullptr ? "" : words[1];
+  if (word == "--help" || word == "-h" || word == "--version" || (word == "help" && next.empty())) {
+    return PrintGeneral(word);
+  }
+  if (word.empty()) {
+    PrintUsage(stderr);
+    return kWrongUse;
+  }
+  static char help[] = "--help";
+  const CCommand* const command = Find(word == "help" ? next : word);
+  if (command == nullptr) return RefuseCommand(word == "help" ? next : word);
+  return Run(*command, word == "help" ? std::vector<char*>{words[1], help, nullptr} : words);
+}
+
+// The option -c may come first: it then goes behind the command.
+std::vector<char*> Words(int argc, char** argv) {
+  std::vector<char*> words(argv + 1, argv + argc);
+  auto end = words.begin();
+  while (end != words.end()) {
+    const std::string word = *end;
+    const bool isAlone = word == "-c" || word == "--config";
+    if (!isAlone && !word.starts_with("-c") && !word.starts_with("--config=")) break;
+    end += isAlone && end + 1 != words.end() ? 2 : 1;
+  }
+  if (end != words.end()) std::rotate(words.begin(), end, end + 1);
+  words.push_back(nullptr);
+  return words;
+}
+
+// What is written to a closed standard output is lost, and that has to be seen.
+void KeepClosedOutputClosed() {
+  if (::fcntl(STDOUT_FILENO, F_GETFD) != -1) return;
+  const int readOnly = ::open("/dev/null", O_RDONLY);
+  if (readOnly == -1 || readOnly == STDOUT_FILENO) return;
+  (void)::dup2(readOnly, STDOUT_FILENO);
+  (void)::close(readOnly);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  KeepClosedOutputClosed();
   SecureStandardStreams();  // so that no file opened here becomes one of them
   (void)::signal(SIGPIPE, SIG_DFL);
-  const std::string word = argc > 1 ? argv[1] : "";
-  if (const CCommand* const command = Find(word)) return Run(*command, argc - 1, argv + 1);
-  if (word == "--help" || word == "-h") {
-    PrintUsage(stdout);
-  } else if (word == "--version") {
-    std::puts("tavokctl " TAVOK_VERSION);
-  } else {
-    if (argc > 1) std::fprintf(stderr, "tavokctl: unknown command %s\n", word.c_str());
-    PrintUsage(stderr);
-    return kWrongUse;
+  try {
+    return RunWords(Words(argc, argv));
+  } catch (const CFailure& e) {
+    Complain(std::string("tavokctl: ") + e.what());
+    return kFailed;
   }
-  return std::fflush(stdout) == 0 ? kDone : kFailed;
 }

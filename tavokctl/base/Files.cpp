@@ -1,27 +1,32 @@
 #include "base/Files.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <climits>
 
 #include "base/Failure.h"
-#include "base/Stopwatch.h"
 
 namespace {
 
-constexpr useconds_t kLockPollUs = 2000;
-
 CFileState State(const struct stat& status) {
-  return {
-      {status.st_dev, status.st_ino}, static_cast<std::uint64_t>(status.st_size), status.st_ctime};
+  return {{status.st_dev, status.st_ino},
+          status.st_mode,
+          static_cast<std::uint64_t>(status.st_size),
+          status.st_mtime,
+          status.st_ctim};
+}
+
+void RequireRegular(const CFileState& state, const std::string& path) {
+  if (S_ISDIR(state.mode)) throw CFailure("read " + path, EISDIR);
+  if (!S_ISREG(state.mode)) throw CFailure("read " + path + ": it is not a regular file");
 }
 
 }  // namespace
 
-CDescriptor OpenFile(const std::string& path, int flags) {
-  CDescriptor file(::open(path.c_str(), flags | O_CLOEXEC));
+CDescriptor OpenFile(const std::string& path, int flags, mode_t mode) {
+  CDescriptor file(::open(path.c_str(), flags | O_CLOEXEC, mode));
   if (!file) throw CFailure("open " + path, errno);
   return file;
 }
@@ -33,22 +38,18 @@ std::size_t ReadSome(const CDescriptor& file, const std::string& path, char* buf
   return static_cast<std::size_t>(count);
 }
 
-CDescriptor Locked(const std::string& path, unsigned seconds) {
-  CDescriptor lock = OpenFile(path, O_RDONLY);
-  for (const CStopwatch watch; ::flock(lock.Get(), LOCK_EX | LOCK_NB) == -1;
-       ::usleep(kLockPollUs)) {
-    if (errno != EWOULDBLOCK && errno != EINTR) throw CFailure("lock " + path, errno);
-    if (watch.Seconds() >= seconds) throw CFailure("lock " + path + ": another process holds it");
-  }
-  return lock;
-}
-
-std::string ReadText(const std::string& path) {
-  const CDescriptor file = OpenFile(path, O_RDONLY);
+std::string ReadText(const std::string& path, std::size_t limit) {
+  // Before it is opened, which has effects of its own for some devices.
+  if (const auto state = TryToLook(path)) RequireRegular(*state, path);
+  const CDescriptor file = OpenFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+  RequireRegular(Look(file, path), path);
   std::string text;
   char block[4096];
   while (const std::size_t count = ReadSome(file, path, block, sizeof block)) {
     text.append(block, count);
+    if (text.size() > limit) {
+      throw CFailure("read " + path + ": it has more than " + std::to_string(limit) + " bytes");
+    }
   }
   return text;
 }
@@ -66,6 +67,34 @@ CFileState Look(const CDescriptor& file, const std::string& path) {
   return State(status);
 }
 
+std::optional<CFileState> TryToLook(const std::string& path) {
+  try {
+    return Look(path);
+  } catch (const CFailure&) {
+    return {};
+  }
+}
+
+void ReplaceFile(const std::string& path, const std::string& text) {
+  const std::string draft = path + ".new";
+  {
+    const CDescriptor file = OpenFile(draft, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0644);
+    const ssize_t written = ::write(file.Get(), text.data(), text.size());
+    const int error = written == -1 ? errno : ENOSPC;
+    if (written != static_cast<ssize_t>(text.size())) {
+      (void)::unlink(draft.c_str());
+      throw CFailure("write " + draft, error);
+    }
+  }
+  if (::rename(draft.c_str(), path.c_str()) == -1) throw CFailure("rename " + draft, errno);
+}
+
 std::string PathIn(const std::string& directory, const std::string& name) {
   return directory.ends_with('/') ? directory + name : directory + '/' + name;
+}
+
+std::string LinkAt(const std::string& path) {
+  char target[PATH_MAX];
+  const ssize_t size = ::readlink(path.c_str(), target, sizeof target);
+  return size == -1 ? std::string() : std::string(target, static_cast<std::size_t>(size));
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <ctime>
 #include <optional>
@@ -7,19 +9,16 @@
 
 #include "base/Descriptor.h"
 
-/// Opens, close-on-exec. Throws CFailure, "open <path>: ...".
-CDescriptor OpenFile(const std::string& path, int flags);
+/// Opens, close-on-exec; a file that it makes gets the mode. Throws CFailure, "open <path>: ...".
+CDescriptor OpenFile(const std::string& path, int flags, mode_t mode = 0);
 
 /// Reads once, up to `size` bytes; 0 at the end. Throws CFailure, "read <path>: ...".
 std::size_t ReadSome(const CDescriptor& file, const std::string& path, char* buffer,
                      std::size_t size);
 
-/// Locks a file or directory against other processes that call this, until the descriptor is
-/// closed. Waits at most `seconds` for another holder. Throws CFailure, "lock <path>: ...".
-CDescriptor Locked(const std::string& path, unsigned seconds);
-
-/// The whole text of a file. Throws CFailure, "open/read <path>: ...".
-std::string ReadText(const std::string& path);
+/// The whole text of a regular file, of at most so many bytes. Throws CFailure, "open/read <path>:
+/// ...", for anything else too, without waiting: a FIFO or a device is not read.
+std::string ReadText(const std::string& path, std::size_t limit = std::size_t{1} << 20);
 
 /// Identifies a file whatever its name.
 struct CFileId {
@@ -31,8 +30,10 @@ struct CFileId {
 /// The state of a file at one moment.
 struct CFileState {
   CFileId id;
+  mode_t mode;
   std::uint64_t size;
-  std::time_t changed;  // last change of its inode: for a rotated file, the rotation
+  std::time_t written;  // last change of its content
+  timespec changed;     // last change of its inode: for a rotated file, the rotation
 };
 
 /// Empty if there is no such file. Throws CFailure, "look at <path>: ...", if it cannot be
@@ -40,5 +41,15 @@ struct CFileState {
 std::optional<CFileState> Look(const std::string& path);
 CFileState Look(const CDescriptor& file, const std::string& path);
 
+/// Empty, too, if it cannot be examined.
+std::optional<CFileState> TryToLook(const std::string& path);
+
+/// Replaces a file, or makes it, so that a reader finds the old text or the new, whole. Throws
+/// CFailure, "open/write/rename <path>.new: ...".
+void ReplaceFile(const std::string& path, const std::string& text);
+
 /// The path of a name in a directory.
 std::string PathIn(const std::string& directory, const std::string& name);
+
+/// What a symbolic link holds; empty, with errno, if it cannot be read.
+std::string LinkAt(const std::string& path);

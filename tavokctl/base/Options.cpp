@@ -6,11 +6,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "base/Failure.h"
 
-std::vector<std::string> ReadOptions(int argc, char** argv, const char* usage,
-                                     std::vector<COption> options) {
+void ReadOptions(int argc, char** argv, const char* usage, std::vector<COption> options) {
+  const auto words = ReadOptionsAndWords(argc, argv, usage, std::move(options));
+  if (!words.empty()) throw CWrongUse("unexpected argument \"" + words.front() + "\"");
+}
+
+std::vector<std::string> ReadOptionsAndWords(int argc, char** argv, const char* usage,
+                                             std::vector<COption> options) {
   options.push_back({'h', "help", false, [usage](const std::string&) {
                        std::fputs(usage, stdout);
                        std::exit(std::fflush(stdout) == 0 ? kDone : kFailed);
@@ -42,14 +48,20 @@ std::vector<std::string> ReadOptions(int argc, char** argv, const char* usage,
   return {argv + ::optind, argv + argc};
 }
 
-COption ConfigOption(std::string& path) {
-  return {'c', "config", true, [&path](const std::string& argument) { path = argument; }};
-}
+COption ConfigOption(std::string& path) { return TextOption('c', "config", path); }
 
 COption TimeoutOption(unsigned& seconds) {
   return {'t', "timeout", true, [&seconds](const std::string& argument) {
             seconds = ReadCount("--timeout", argument, 1, 3600);
           }};
+}
+
+COption FlagOption(char letter, const char* name, bool& flag) {
+  return {letter, name, false, [&flag](const std::string&) { flag = true; }};
+}
+
+COption TextOption(char letter, const char* name, std::string& text) {
+  return {letter, name, true, [&text](const std::string& argument) { text = argument; }};
 }
 
 unsigned ReadCount(const std::string& what, const std::string& text, unsigned least,

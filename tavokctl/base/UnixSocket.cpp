@@ -5,7 +5,6 @@
 #include <cerrno>
 
 #include "QELSocket.h"
-#include "base/Descriptor.h"
 
 sockaddr_un UnixAddress(const std::string& path) {
   sockaddr_un address;
@@ -13,9 +12,21 @@ sockaddr_un UnixAddress(const std::string& path) {
   return address;
 }
 
-int ProbeUnixSocket(const std::string& path) {
+CDescriptor ConnectToUnixSocket(const std::string& path, int& error) {
   const sockaddr_un address = UnixAddress(path);
-  const CDescriptor probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  CDescriptor probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const auto* const to = reinterpret_cast<const sockaddr*>(&address);
-  return ::connect(probe.Get(), to, sizeof address) == 0 ? 0 : errno;
+  error = ::connect(probe.Get(), to, sizeof address) == 0 ? 0 : errno;
+  return probe;
+}
+
+int ProbeUnixSocket(const std::string& path) {
+  int error = 0;
+  (void)ConnectToUnixSocket(path, error);
+  return error;
+}
+
+bool IsAlive(const std::string& path) {
+  const int error = ProbeUnixSocket(path);
+  return error == 0 || error == EPROTOTYPE;
 }

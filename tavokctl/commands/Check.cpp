@@ -1,11 +1,7 @@
-#include <cerrno>
-#include <cstdio>
-
 #include "Commands.h"
-#include "QELString.h"
 #include "base/Failure.h"
-#include "base/Files.h"
 #include "base/Options.h"
+#include "base/Output.h"
 #include "config/Config.h"
 #include "config/KnownSettings.h"
 #include "config/Warnings.h"
@@ -13,39 +9,40 @@
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: tavokctl check [-c FILE] [--strict]\n"
+    "Usage: tavokctl check [-c FILE] [--strict] [--as USER]\n"
     "Reads a configuration as tavok would, prints every setting with its effective value, and "
     "warns\n"
-    "of what tavok accepts silently.\n"
+    "of what tavok accepts silently, and of what keeps it from starting. Root examines the file "
+    "of\n"
+    "the service as that would: as its user, and in its sandbox.\n"
     "  -c, --config FILE  the configuration\n"
-    "  -s, --strict       exit with status 1 if there is a warning\n";
+    "  -s, --strict       exit with status 1 if there is a warning\n"
+    "  -a, --as USER      examine files with the rights of this user\n";
 
 void PrintSettings(const CSettings& settings) {
-  const auto section = settings.m_pIniSettings->GetIniFile()->FindSection("LogServer");
+  const auto section = settings.m_pIniSettings->GetIniFile()->FindSection(kSection);
   for (const CKnownSetting& setting : kKnownSettings) {
     const bool isDefault = section->FindValue(setting.key) == nullptr;
-    std::printf("%-17s %s%s\n", setting.key, setting.value(settings).c_str(),
-                isDefault ? "  (default)" : "");
+    std::string key = setting.key;
+    key.resize(18, ' ');
+    Say(key + setting.value(settings) + (isDefault ? "  (default)" : ""));
   }
 }
 
 }  // namespace
 
 int Check(int argc, char** argv) {
-  std::string config = kDefaultConfig;
+  std::string config = kDefaultConfig, user;
   bool isStrict = false;
-  ReadOptions(argc, argv, kUsage,
-              {ConfigOption(config),
-               {'s', "strict", false, [&isStrict](const std::string&) { isStrict = true; }}});
+  ReadOptions(
+      argc, argv, kUsage,
+      {ConfigOption(config), FlagOption('s', "strict", isStrict), TextOption('a', "as", user)});
 
+  const CStarter starter(config, user);
   const auto settings = ReadSettings(config);
   PrintSettings(*settings);
-  // Before the warnings, if both streams lead to one place.
-  if (std::fflush(stdout) != 0) throw CFailure("write standard output", errno);
-  const auto warnings = FindWarnings(ReadText(config), *settings);
-  for (const CWarning& warning : warnings) {
-    const std::string line = warning.line == 0 ? "" : qel::QELSPrintf(":%u", warning.line);
-    std::fprintf(stderr, "%s%s: warning: %s\n", config.c_str(), line.c_str(), warning.text.c_str());
-  }
+  FlushOutput();  // before the warnings, if both streams lead to one place
+  const auto warnings = FindWarnings(*settings, starter);
+  for (const CWarning& warning : warnings) Complain(Line(*settings, warning));
   return isStrict && !warnings.empty() ? kFailed : kDone;
 }

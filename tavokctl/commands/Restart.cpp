@@ -1,9 +1,8 @@
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
+#include "commands/Starting.h"
 #include "config/Config.h"
-#include "process/HandOver.h"
-#include "process/Service.h"
 
 namespace {
 
@@ -22,11 +21,6 @@ int Restart(int argc, char** argv) {
   unsigned timeout = 30;
   ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
 
-  const std::string pidFile = ReadSettings(config)->m_strPidFileName;
-  if (IsServiceOf(config)) {
-    RestartService(pidFile, timeout);
-  } else {
-    HandOver(pidFile, config, {}, timeout);
-  }
+  StartAnew(config, {}, timeout);
   return kDone;
 }

@@ -1,33 +1,44 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <optional>
 
 #include "Commands.h"
 #include "LogFileNames.h"
+#include "QELString.h"
 #include "base/Failure.h"
 #include "base/Figures.h"
 #include "base/Files.h"
+#include "base/Lock.h"
 #include "base/Options.h"
+#include "base/Output.h"
 #include "base/Stopwatch.h"
 #include "config/Config.h"
+#include "process/HandOver.h"
 #include "process/Instance.h"
+#include "process/Service.h"
 #include "state/LogDirectory.h"
 
 namespace {
 
 constexpr const char* kUsage =
     "Usage: tavokctl rotate [-c FILE] [-t SECONDS]\n"
-    "Makes the running tavok rotate its current file, and returns when it has.\n"
+    "Makes the running tavok rotate its current file, and returns when it has. With the default\n"
+    "configuration, where tavok is installed as a service, this is `systemctl reload\n"
+    "tavok.service`.\n"
     "  -c, --config FILE      the configuration it was started with\n"
     "  -t, --timeout SECONDS  wait at most this long for the rotated file (default: 10)\n";
 
 constexpr useconds_t kPollUs = 2000;
 
 // tavok would replace the file of a rotation in the same second: wait until that second is over.
-void AwaitFreshSecond(const std::string& directory) {
-  while (Look(PathIn(directory, RotatedNameOfNow()))) ::usleep(kPollUs);
+// Where the clock has been set back, there can be files of the seconds to come.
+void AwaitFreshSecond(const std::string& directory, unsigned timeout) {
+  for (const CStopwatch watch; Look(PathIn(directory, RotatedNameOfNow())); ::usleep(kPollUs)) {
+    if (watch.Seconds() < timeout) continue;
+    throw CFailure("rotate in " + directory + ": there is a " + RotatedNameOfNow() +
+                   " already, and has been for each of " + std::to_string(timeout) + " s");
+  }
 }
 
 // The file of that identity, once it has been renamed and there is a new current file.
@@ -51,18 +62,11 @@ CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
                  " s; the system log may say why");
 }
 
-}  // namespace
-
-int Rotate(int argc, char** argv) {
-  std::string config = kDefaultConfig;
-  unsigned timeout = 10;
-  ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
-
-  const auto settings = ReadSettings(config);
-  const std::string& directory = settings->m_strDirName;
-  const auto instance = CInstance::Get(settings->m_strPidFileName);
-  const CDescriptor lock = Locked(directory, timeout);
-  AwaitFreshSecond(directory);
+void RotateInstance(const CSettings& settings, unsigned timeout) {
+  const std::string& directory = settings.m_strDirName;
+  const auto instance = CInstance::Get(settings);
+  const auto lock = LockOf(settings, timeout);
+  AwaitFreshSecond(directory, timeout);
   const auto current = Look(PathIn(directory, kCurrentName));
   if (!current) {
     throw CFailure("rotate in " + directory + ": there is no " + kCurrentName +
@@ -71,7 +75,21 @@ int Rotate(int argc, char** argv) {
   const CStopwatch watch;
   instance->Signal(SIGHUP);
   const CRotatedFile rotated = AwaitRotated(directory, current->id, *instance, timeout);
-  std::printf("tavok has rotated: %s, %s, pid %d, %.3f s\n", rotated.name.c_str(),
-              Size(rotated.state.size).c_str(), instance->Pid(), watch.Seconds());
+  Say(qel::QELSPrintf("tavok has rotated: %s, %s, pid %d, %.3f s", rotated.name.c_str(),
+                      Size(rotated.state.size).c_str(), instance->Pid(), watch.Seconds()));
+}
+
+}  // namespace
+
+int Rotate(int argc, char** argv) {
+  std::string config = kDefaultConfig;
+  unsigned timeout = 10;
+  ReadOptions(argc, argv, kUsage, {ConfigOption(config), TimeoutOption(timeout)});
+
+  if (IsServiceOf(config)) {
+    RotateService();
+  } else {
+    RotateInstance(*ReadSettings(config), timeout);
+  }
   return kDone;
 }

@@ -1,6 +1,9 @@
+#include <algorithm>
+
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
+#include "commands/Starting.h"
 #include "config/Config.h"
 #include "process/Foreground.h"
 #include "process/HandOver.h"
@@ -27,26 +30,20 @@ int Start(int argc, char** argv) {
   std::string config = kDefaultConfig;
   unsigned timeout = 30;
   bool isForeground = false;
-  const auto options = ReadOptions(
+  const auto options = ReadOptionsAndWords(
       argc, argv, kUsage,
-      {ConfigOption(config),
-       TimeoutOption(timeout),
-       {'f', "foreground", false, [&isForeground](const std::string&) { isForeground = true; }}});
-
-  const std::string pidFile = ReadSettings(config)->m_strPidFileName;
-  if (isForeground) {
-    if (IsServiceOf(config)) {
-      throw CWrongUse("--foreground with this configuration is for its service");
-    }
-    MakeRoom(pidFile, timeout);
-    BecomeTavok(config, options);
+      {ConfigOption(config), TimeoutOption(timeout), FlagOption('f', "foreground", isForeground)});
+  // Behind it, tavok would read no options, ours included.
+  if (std::find(options.begin(), options.end(), "--") != options.end()) {
+    throw CWrongUse("-- among the options for tavok");
   }
-  if (!IsServiceOf(config)) {
-    HandOver(pidFile, config, options, timeout);
-  } else if (options.empty()) {
-    RestartService(pidFile, timeout);
-  } else {
-    throw CWrongUse("options for tavok need -c: the service has its own");
+  if (!isForeground) {
+    StartAnew(config, options, timeout);
+    return kDone;
   }
-  return kDone;
+  if (IsServiceOf(config)) {
+    throw CWrongUse("--foreground with this configuration is for its service");
+  }
+  MakeRoom(*ReadSettings(config), timeout);
+  BecomeTavok(config, options);
 }

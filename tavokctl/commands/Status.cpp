@@ -7,41 +7,58 @@
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Figures.h"
+#include "base/Files.h"
 #include "base/Options.h"
-#include "commands/StatusJson.h"
+#include "base/Output.h"
+#include "commands/StatusFormats.h"
 #include "config/Config.h"
 
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: tavokctl status [-c FILE] [--json]\n"
-    "Shows the state of the running tavok and of its files; exits with status 1 if none runs.\n"
+    "Usage: tavokctl status [-c FILE] [--json | --prometheus] [-o FILE]\n"
+    "Shows the state of the running tavok and of its files, and what is wrong with it. Exits with\n"
+    "status 0 if it runs and nothing is amiss, 1 if it does not run, 3 if text is being lost or "
+    "is\n"
+    "about to be, and 4 if that cannot be told, as to a user who may not see all.\n"
     "  -c, --config FILE  the configuration it was started with\n"
-    "  -j, --json         print one JSON object: sizes in bytes, times as seconds since the "
-    "epoch\n";
+    "  -j, --json         print one JSON object: sizes in bytes, times as seconds since the epoch\n"
+    "  -p, --prometheus   print metrics in the text format of Prometheus\n"
+    "  -o, --output FILE  write to this file, in one step, instead of standard output\n";
 
 constexpr const char* kGood = "\033[32m";
 constexpr const char* kBad = "\033[1;31m";
+constexpr const char* kUncertain = "\033[33m";
 
-// Prints lines of a name and a text, coloured if standard output is a terminal.
+// Colours are for terminals that have them.
+bool IsColoured() {
+  const char* const terminal = std::getenv("TERM");
+  return ::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr &&
+         !(terminal != nullptr && std::string(terminal) == "dumb");
+}
+
+// Makes lines of a name and a text.
 class CSheet {
  public:
-  CSheet() : m_isColoured(::isatty(STDOUT_FILENO) == 1 && std::getenv("NO_COLOR") == nullptr) {}
+  void Head(const char* colour, const std::string& text) {
+    m_text += Coloured(colour, text) + "\n";
+  }
+  void Line(const char* name, const std::string& text) { Add(name, ForOutput(text)); }
+  void Alarm(const char* name, const std::string& text) { Add(name, Coloured(kBad, text)); }
 
-  void Head(bool isGood, const std::string& text) const {
-    std::printf("%s\n", Coloured(isGood ? kGood : kBad, text).c_str());
-  }
-  void Line(const char* name, const std::string& text) const {
-    std::printf("  %-15s%s\n", name, text.c_str());
-  }
-  void Alarm(const char* name, const std::string& text) const { Line(name, Coloured(kBad, text)); }
+  const std::string& Text() const { return m_text; }
 
  private:
+  void Add(std::string name, const std::string& text) {
+    name.resize(15, ' ');
+    m_text += "  " + name + text + "\n";
+  }
   std::string Coloured(const char* colour, const std::string& text) const {
-    return m_isColoured ? colour + text + "\033[0m" : text;
+    return m_isColoured ? colour + ForOutput(text) + "\033[0m" : ForOutput(text);
   }
 
-  const bool m_isColoured;
+  const bool m_isColoured = IsColoured();
+  std::string m_text;
 };
 
 std::string OfLimit(std::uint64_t size, std::uint64_t limit) {
@@ -49,43 +66,58 @@ std::string OfLimit(std::uint64_t size, std::uint64_t limit) {
   return Size(size) + " of " + Size(limit) + (percent.empty() ? "" : " (" + percent + ")");
 }
 
-void PrintProcess(const CStatusReport& report, const CSheet& sheet) {
+void AddHead(const CStatusReport& report, CSheet& sheet) {
+  if (report.running == false) return sheet.Head(kBad, "tavok is not running: " + report.reason);
   if (!report.process) {
-    return sheet.Head(false, report.whyNotRunning.empty()
-                                 ? "cannot tell whether tavok is running"
-                                 : "tavok is not running: " + report.whyNotRunning);
+    return sheet.Head(kBad, "cannot tell whether tavok is running: " + report.reason);
   }
+  const EHealth health = report.Health();
+  const std::time_t since = report.process->since.tv_sec;
+  sheet.Head(health == EHealth::kOk        ? kGood
+             : health == EHealth::kFailing ? kBad
+                                           : kUncertain,
+             "tavok is running: pid " + std::to_string(report.process->pid) + ", since " +
+                 Time(since) + ", " + Duration(std::time(nullptr) - since));
+}
+
+void AddProblems(const CStatusReport& report, CSheet& sheet) {
+  for (const CProblem* const problem : report.problems) {
+    const std::string text = problem->id + (": " + std::string(problem->meaning));
+    problem->isFailure ? sheet.Alarm("problem", text) : sheet.Line("note", text);
+  }
+  if (!report.pidFileTrouble.empty()) {
+    sheet.Line("note", report.pidFileTrouble + "; it was found by the files that it has open");
+  }
+  if (report.process && !report.notKnown.empty()) {
+    sheet.Line("health", "cannot be told in full to this user: ask as root");
+  }
+}
+
+void AddProcess(const CStatusReport& report, CSheet& sheet) {
+  if (!report.process) return;
   const CProcessState& process = *report.process;
-  sheet.Head(true, "tavok is running: pid " + std::to_string(process.pid) + ", since " +
-                       Time(process.since) + ", " + Duration(std::time(nullptr) - process.since));
-  if (process.threads < process.threadsExpected) {
-    sheet.Alarm("threads", std::to_string(process.threads) + " of " +
-                               std::to_string(process.threadsExpected) +
-                               ": reception has ended; restart tavok");
-  }
+  sheet.Line("held by", process.unit.empty() ? "no service manager" : "systemd, " + process.unit);
   sheet.Line("memory", Size(process.memory) + ", at most " + Size(process.peakMemory));
 }
 
-void PrintSocket(const CStatusReport& report, const CSheet& sheet) {
+void AddSocket(const CStatusReport& report, CSheet& sheet) {
   sheet.Line("listens on", report.listensOn);
-  if (!report.process) return;
-  if (!report.queue && !report.trouble.empty()) return;
-  if (!report.queue) {
-    sheet.Alarm("queue", "there is no such socket");
-  } else if (report.isUdp) {
-    sheet.Line("queue", OfLimit(report.queue->used, report.queue->limit));
-    const std::string dropped = std::to_string(report.queue->dropped) + " datagrams";
-    report.queue->dropped == 0 ? sheet.Line("dropped", dropped) : sheet.Alarm("dropped", dropped);
+  if (!report.process || !report.socket) return;
+  if (report.isUdp) {
+    sheet.Line("queue", OfLimit(report.socket->used, report.socket->limit));
+    const std::string dropped = std::to_string(report.socket->dropped) + " datagrams";
+    report.socket->dropped == 0 ? sheet.Line("dropped", dropped) : sheet.Alarm("dropped", dropped);
   } else {
-    sheet.Line("queue", report.queue->used == 0 ? "empty" : "not empty");
+    sheet.Line("queue", report.socket->used == 0 ? "empty" : "not empty");
     sheet.Line("dropped", "none: senders wait");
   }
 }
 
-void PrintFiles(const CStatusReport& report, const CSheet& sheet) {
+void AddFiles(const CStatusReport& report, CSheet& sheet) {
   if (report.current) {
     sheet.Line("current file",
                report.currentPath + ", " + OfLimit(report.current->size, report.maxFileSize));
+    sheet.Line("last write", Time(report.current->written));
   } else if (report.isCurrentMissing) {
     sheet.Alarm("current file", "there is no " + report.currentPath);
   }
@@ -101,29 +133,59 @@ void PrintFiles(const CStatusReport& report, const CSheet& sheet) {
   if (report.freeBytes) sheet.Line("free space", OfLimit(*report.freeBytes, report.diskBytes));
 }
 
-void Print(const CStatusReport& report) {
-  const CSheet sheet;
-  PrintProcess(report, sheet);
+std::string SheetOf(const CStatusReport& report) {
+  CSheet sheet;
+  AddHead(report, sheet);
+  AddProblems(report, sheet);
+  AddProcess(report, sheet);
   sheet.Line("configuration", report.config);
-  PrintSocket(report, sheet);
-  PrintFiles(report, sheet);
-  if (!report.trouble.empty()) sheet.Alarm("not known", report.trouble);
+  if (report.isConfigRead) {
+    AddSocket(report, sheet);
+    AddFiles(report, sheet);
+  }
+  if (!report.notKnown.empty()) sheet.Alarm("not known", report.notKnown);
+  return sheet.Text();
+}
+
+void Print(const std::string& text, const std::string& file) {
+  if (!file.empty()) return ReplaceFile(file, text);
+  (void)std::fputs(text.c_str(), stdout);
+  FlushOutput();
+}
+
+int StatusOf(EHealth health) {
+  switch (health) {
+    case EHealth::kOk:
+      return kDone;
+    case EHealth::kStopped:
+      return kFailed;
+    case EHealth::kFailing:
+      return kTextLost;
+    default:
+      return kNotTold;
+  }
 }
 
 }  // namespace
 
 int Status(int argc, char** argv) {
-  std::string config = kDefaultConfig;
-  bool isJson = false;
+  std::string config = kDefaultConfig, file;
+  bool isJson = false, isPrometheus = false;
   ReadOptions(argc, argv, kUsage,
-              {ConfigOption(config),
-               {'j', "json", false, [&isJson](const std::string&) { isJson = true; }}});
+              {ConfigOption(config), FlagOption('j', "json", isJson),
+               FlagOption('p', "prometheus", isPrometheus), TextOption('o', "output", file)});
+  if (isJson && isPrometheus) throw CWrongUse("--json and --prometheus exclude each other");
 
   const CStatusReport report = MakeStatusReport(config);
-  if (isJson) {
-    std::puts(JsonOf(report).c_str());
-  } else {
-    Print(report);
+  try {
+    Print(isJson         ? JsonOf(report) + "\n"
+          : isPrometheus ? MetricsOf(report)
+                         : SheetOf(report),
+          file);
+  } catch (const CFailure& e) {
+    // kFailed would say that tavok does not run.
+    Complain(std::string("tavokctl status: ") + e.what());
+    return kNotTold;
   }
-  return report.process ? kDone : kFailed;
+  return StatusOf(report.Health());
 }

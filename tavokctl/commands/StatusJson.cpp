@@ -1,29 +1,40 @@
-#include "commands/StatusJson.h"
-
 #include <nlohmann/json.hpp>
 
-std::string JsonOf(const CStatusReport& report) {
-  nlohmann::ordered_json json;
-  json["running"] = report.process.has_value();
-  if (report.process) {
-    json["pid"] = report.process->pid;
-    json["since"] = report.process->since;
-    json["memory_bytes"] = report.process->memory;
-    json["peak_memory_bytes"] = report.process->peakMemory;
-    json["threads"] = report.process->threads;
-    json["threads_expected"] = report.process->threadsExpected;
-  } else {
-    json["reason"] = report.whyNotRunning.empty() ? report.trouble : report.whyNotRunning;
+#include "commands/StatusFormats.h"
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+void AddProcess(const CStatusReport& report, Json& json) {
+  if (!report.process) {
+    json["reason"] = report.reason;
+    return;
   }
-  json["configuration"] = report.config;
+  const CProcessState& process = *report.process;
+  json["pid"] = process.pid;
+  json["since"] = process.since.tv_sec;
+  json["held_by"] = process.unit.empty() ? Json() : Json(process.unit);
+  json["memory_bytes"] = process.memory;
+  json["peak_memory_bytes"] = process.peakMemory;
+  json["threads"] = process.threads;
+  json["threads_expected"] = process.threads + (process.isReceiving ? 0 : 1);
+}
+
+void AddSocket(const CStatusReport& report, Json& json) {
   json["listens_on"] = report.listensOn;
-  if (report.queue) {
-    json["queue_bytes"] = report.queue->used;
-    if (report.isUdp) json["queue_limit_bytes"] = report.queue->limit;
-    json["dropped_datagrams"] = report.queue->dropped;
-  }
+  if (!report.socket) return;
+  json["queue_bytes"] = report.socket->used;
+  if (report.isUdp) json["queue_limit_bytes"] = report.socket->limit;
+  json["dropped_datagrams"] = report.socket->dropped;
+}
+
+void AddFiles(const CStatusReport& report, Json& json) {
   json["current_file"] = report.currentPath;
-  if (report.current) json["current_bytes"] = report.current->size;
+  if (report.current) {
+    json["current_bytes"] = report.current->size;
+    json["last_write"] = report.current->written;
+  }
   json["current_limit_bytes"] = report.maxFileSize;
   if (report.rotatedFiles) {
     json["rotated_files"] = *report.rotatedFiles;
@@ -36,6 +47,23 @@ std::string JsonOf(const CStatusReport& report) {
     json["free_bytes"] = *report.freeBytes;
     json["disk_bytes"] = report.diskBytes;
   }
-  if (!report.trouble.empty()) json["not_known"] = report.trouble;
-  return json.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+}  // namespace
+
+std::string JsonOf(const CStatusReport& report) {
+  Json json;
+  json["running"] = report.running ? Json(*report.running) : Json();
+  json["health"] = NameOf(report.Health());
+  json["problems"] = Json::array();
+  for (const CProblem* const problem : report.problems) json["problems"].push_back(problem->id);
+  AddProcess(report, json);
+  json["configuration"] = report.config;
+  if (report.isConfigRead) {
+    AddSocket(report, json);
+    AddFiles(report, json);
+  }
+  if (!report.pidFileTrouble.empty()) json["pid_file"] = report.pidFileTrouble;
+  if (!report.notKnown.empty()) json["not_known"] = report.notKnown;
+  return json.dump(2, ' ', false, Json::error_handler_t::replace);
 }

@@ -1,11 +1,9 @@
-#include <cstdio>
-
 #include "Commands.h"
 #include "base/Failure.h"
 #include "base/Options.h"
+#include "base/Output.h"
 #include "config/Config.h"
 #include "process/HandOver.h"
-#include "process/Instance.h"
 #include "process/Service.h"
 
 namespace {
@@ -22,10 +20,9 @@ constexpr const char* kUsage =
 // now.
 void StopStray(const std::string& config, unsigned timeout) {
   try {
-    MakeRoom(ReadSettings(config)->m_strPidFileName, timeout);
+    MakeRoom(*ReadSettings(config), timeout);
   } catch (const CFailure& e) {
-    std::fprintf(stderr, "the service has stopped; another tavok was not looked for: %s\n",
-                 e.what());
+    Complain(std::string("the service has stopped; another tavok was not looked for: ") + e.what());
   }
 }
 
@@ -40,7 +37,7 @@ int Stop(int argc, char** argv) {
     StopService();
     StopStray(config, timeout);
   } else {
-    CInstance::Get(ReadSettings(config)->m_strPidFileName)->Stop(timeout);
+    StopInstance(*ReadSettings(config), timeout);
   }
   return kDone;
 }

@@ -13,6 +13,7 @@
 #include "QELString.h"
 #include "base/Failure.h"
 #include "base/Options.h"
+#include "base/Output.h"
 #include "state/Collector.h"
 
 namespace {
@@ -55,14 +56,10 @@ std::uint32_t NumberAt(const std::string& message, std::size_t at) {
   return number;
 }
 
-// Anybody can send here, so bytes that could control a terminal become question marks.
-std::string Printable(std::string text) {
+// Anybody can send here, and the lines are for people even in a file.
+std::string TextOf(std::string text) {
   while (!text.empty() && (text.back() == '\0' || text.back() == '\n')) text.pop_back();
-  for (char& c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if ((byte < ' ' && c != '\n' && c != '\t') || byte == 0x7F) c = '?';
-  }
-  return text;
+  return Printable(text);
 }
 
 void PrintMessage(const std::string& message) {
@@ -70,9 +67,9 @@ void PrintMessage(const std::string& message) {
     std::printf("%s unknown message format, %zu bytes\n", TimeOfNow().c_str(), message.size());
   } else {
     std::printf("%s pid %u thread %u %s\n", TimeOfNow().c_str(), NumberAt(message, 1),
-                NumberAt(message, 5), Printable(message.substr(kHeader)).c_str());
+                NumberAt(message, 5), TextOf(message.substr(kHeader)).c_str());
   }
-  if (std::fflush(stdout) != 0) throw CFailure("write standard output", errno);
+  FlushOutput();
 }
 
 // Waits until standard output is writable; false if a signal comes first.
@@ -97,8 +94,7 @@ void Collect(const CCollector& collector, const CDescriptor& end) {
 
 int Trace(int argc, char** argv) {
   bool isDiag = false;
-  ReadOptions(argc, argv, kUsage,
-              {{'d', "diag", false, [&isDiag](const std::string&) { isDiag = true; }}});
+  ReadOptions(argc, argv, kUsage, {FlagOption('d', "diag", isDiag)});
 
   const CDescriptor end = EndSignals();
   const CCollector collector(isDiag ? kDiagPath : kTracePath);

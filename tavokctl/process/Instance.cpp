@@ -7,26 +7,23 @@ extern "C" {
 }
 
 #include <cerrno>
-#include <cstdio>
-#include <filesystem>
 
+#include "QELString.h"
 #include "base/Failure.h"
 #include "base/Files.h"
+#include "base/Output.h"
 #include "base/Stopwatch.h"
+#include "process/ProcFiles.h"
+#include "process/Search.h"
 
 namespace {
 
-constexpr const char* kName = "tavok";
 constexpr const char* kBlanks = " \t\r\n";
-
-std::string ProcPath(pid_t pid, const char* name) {
-  return "/proc/" + std::to_string(pid) + "/" + name;
-}
+constexpr std::size_t kPidFileLimit = 4096;
 
 // The file name of its program; empty without the permission to see it.
 std::string ProgramOf(pid_t pid) {
-  std::error_code unseen;
-  std::string path = std::filesystem::read_symlink(ProcPath(pid, "exe"), unseen);
+  std::string path = LinkAt(ProcPath(pid, "exe"));
   // After an upgrade has replaced the file, it is still that program.
   constexpr std::string_view kDeleted = " (deleted)";
   if (path.ends_with(kDeleted)) path.resize(path.size() - kDeleted.size());
@@ -35,15 +32,9 @@ std::string ProgramOf(pid_t pid) {
 
 // The name of its program, or of the process if that cannot be seen; empty if it has just ended.
 std::string NameOf(pid_t pid) {
-  std::string name;
-  try {
-    name = ReadText(ProcPath(pid, "comm"));
-  } catch (const CFailure&) {
-    return {};
-  }
-  name.resize(name.find_last_not_of(kBlanks) + 1);
+  const std::string name = CommAt(ProcPath(pid, ""));
   // Any process can call itself tavok.
-  const std::string program = name == kName ? ProgramOf(pid) : "";
+  const std::string program = name == kProgramName ? ProgramOf(pid) : "";
   return program.empty() ? name : program;
 }
 
@@ -51,7 +42,7 @@ std::string NameOf(pid_t pid) {
 
 CPidFile ReadPidFile(const std::string& path) {
   if (!Look(path)) return {CPidFile::kMissing, 0};
-  const std::string text = ReadText(path);
+  const std::string text = ReadText(path, kPidFileLimit);
   const std::size_t first = text.find_first_not_of(kBlanks);
   if (first == std::string::npos) return {text.empty() ? CPidFile::kMissing : CPidFile::kNoPid, 0};
   const std::string digits = text.substr(first, text.find_last_not_of(kBlanks) + 1 - first);
@@ -62,35 +53,46 @@ CPidFile ReadPidFile(const std::string& path) {
   return {pid > 0 ? CPidFile::kPid : CPidFile::kNoPid, pid};
 }
 
-std::unique_ptr<CInstance> CInstance::Find(const std::string& pidFile, std::string& why) {
+std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::string& why) {
+  if (auto named = FindNamed(settings.m_strPidFileName, why)) return named;
+  const auto user = FindByUse(settings);
+  std::string hasEnded;
+  return user ? Open(*user, "", hasEnded) : nullptr;
+}
+
+std::unique_ptr<CInstance> CInstance::Get(const CSettings& settings) {
+  std::string why;
+  std::unique_ptr<CInstance> instance = Find(settings, why);
+  if (!instance) throw CFailure("find tavok: " + why);
+  return instance;
+}
+
+std::unique_ptr<CInstance> CInstance::FindNamed(const std::string& pidFile, std::string& why) {
   const CPidFile named = ReadPidFile(pidFile);
-  if (named.kind != CPidFile::kPid) {
-    why = named.kind == CPidFile::kMissing ? "there is no pid file " + pidFile
-                                           : pidFile + " does not hold a process id";
-    return nullptr;
-  }
-  // Opened before the name is read: the descriptor cannot come to mean another process.
-  CDescriptor process(::pidfd_open(named.pid, 0));
-  if (!process && errno != ESRCH && errno != EINVAL && errno != ENOENT) {
-    throw CFailure("open process " + std::to_string(named.pid), errno);
-  }
-  std::unique_ptr<CInstance> instance(new CInstance(named.pid, std::move(process)));
-  const std::string name = instance->m_process ? NameOf(named.pid) : "";
-  if (name.empty() && instance->m_process && !instance->AwaitEnd(0)) {
-    throw CFailure("look at process " + std::to_string(named.pid) + ", named in " + pidFile +
-                   ": it is hidden from this user");
-  }
-  if (name == kName && !instance->AwaitEnd(0)) return instance;
-  why = "process " + std::to_string(named.pid) + ", named in " + pidFile +
-        (name.empty() || name == kName ? ", does not exist" : ", is not tavok but " + name);
+  if (named.kind == CPidFile::kPid) return Open(named.pid, ", named in " + pidFile, why);
+  why = named.kind == CPidFile::kMissing ? "there is no pid file " + pidFile
+                                         : pidFile + " does not hold a process id";
   return nullptr;
 }
 
-std::unique_ptr<CInstance> CInstance::Get(const std::string& pidFile) {
-  std::string why;
-  std::unique_ptr<CInstance> instance = Find(pidFile, why);
-  if (!instance) throw CFailure("find tavok: " + why);
-  return instance;
+std::unique_ptr<CInstance> CInstance::Open(pid_t pid, const std::string& namedIn,
+                                           std::string& why) {
+  // Opened before the name is read: the descriptor cannot come to mean another process.
+  CDescriptor process(::pidfd_open(pid, 0));
+  if (!process && errno != ESRCH && errno != EINVAL && errno != ENOENT) {
+    throw CFailure("open process " + std::to_string(pid), errno);
+  }
+  std::unique_ptr<CInstance> instance(new CInstance(pid, std::move(process)));
+  const std::string name = instance->m_process ? NameOf(pid) : "";
+  const std::string what = "process " + std::to_string(pid) + namedIn;
+  if (name.empty() && instance->m_process && !instance->AwaitEnd(0)) {
+    throw CFailure("look at " + what + ": it is hidden from this user");
+  }
+  if (name == kProgramName && !instance->AwaitEnd(0)) return instance;
+  const bool hasEnded = name.empty() || name == kProgramName;
+  why = what + (namedIn.empty() ? "" : ",") +
+        (hasEnded ? " does not exist" : " is not tavok but " + name);
+  return nullptr;
 }
 
 void CInstance::Signal(int signal) const {
@@ -111,5 +113,5 @@ void CInstance::Stop(unsigned seconds) const {
     throw CFailure("stop process " + std::to_string(m_pid) + ": still running after " +
                    std::to_string(seconds) + " s");
   }
-  std::printf("tavok has stopped: pid %d, %.3f s\n", m_pid, watch.Seconds());
+  Say(qel::QELSPrintf("tavok has stopped: pid %d, %.3f s", m_pid, watch.Seconds()));
 }

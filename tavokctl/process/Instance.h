@@ -5,7 +5,11 @@
 #include <memory>
 #include <string>
 
+#include "Settings.h"
 #include "base/Descriptor.h"
+
+/// The file name of its program.
+inline constexpr const char* kProgramName = "tavok";
 
 /// The content of a pid file. tavok trusts it; tavokctl does not.
 struct CPidFile {
@@ -16,20 +20,22 @@ struct CPidFile {
 };
 
 /// Reads a pid file: digits, as tavok writes them, with blanks or line ends around them at most. An
-/// empty file counts as missing, as it does for tavok. Throws CFailure if it cannot be read.
+/// empty file counts as missing, as it does for tavok. Throws CFailure if it cannot be read, or is
+/// no regular file.
 CPidFile ReadPidFile(const std::string& path);
 
 /// A running tavok, held by a pidfd, so that a signal reaches that process or none. One thread at a
 /// time.
 class CInstance {
  public:
-  /// The tavok that the pid file names, if it runs. Otherwise null, and `why` is the reason: there
-  /// is no pid file, no such process, or it is another program. Throws CFailure if that cannot be
-  /// found out.
-  static std::unique_ptr<CInstance> Find(const std::string& pidFile, std::string& why);
+  /// The tavok of these settings, if it runs: the one that the pid file names, or else the one that
+  /// has the current file or the socket open. `why` becomes the reason if it is not the first:
+  /// there is no pid file, no such process, or it is another program. Null if there is neither.
+  /// Throws CFailure if that cannot be found out.
+  static std::unique_ptr<CInstance> Find(const CSettings& settings, std::string& why);
 
   /// The same, but throws CFailure, "find tavok: <why>", instead of returning null.
-  static std::unique_ptr<CInstance> Get(const std::string& pidFile);
+  static std::unique_ptr<CInstance> Get(const CSettings& settings);
 
   pid_t Pid() const { return m_pid; }
 
@@ -45,6 +51,9 @@ class CInstance {
 
  private:
   CInstance(pid_t pid, CDescriptor process) : m_pid(pid), m_process(std::move(process)) {}
+
+  static std::unique_ptr<CInstance> FindNamed(const std::string& pidFile, std::string& why);
+  static std::unique_ptr<CInstance> Open(pid_t pid, const std::string& namedIn, std::string& why);
 
   const pid_t m_pid;
   const CDescriptor m_process;

@@ -1,14 +1,17 @@
 #include "process/Launch.h"
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
 
 #include "base/Failure.h"
+#include "base/Output.h"
 #include "base/Stopwatch.h"
 #include "process/Child.h"
 #include "process/Command.h"
+#include "process/Instance.h"
 
 namespace {
 
@@ -77,13 +80,42 @@ void AwaitUp(CChild& child, const CSemaphore& semaphore, unsigned timeout) {
        child);
 }
 
+// Whether the commands that follow will find it; otherwise, why not.
+bool IsFound(pid_t pid, const std::string& pidFile, std::string& why) {
+  try {
+    const CPidFile named = ReadPidFile(pidFile);
+    why = pidFile + " does not name it";
+    return named.kind == CPidFile::kPid && named.pid == pid;
+  } catch (const CFailure& e) {
+    why = e.what();
+    return false;
+  }
+}
+
+void AwaitFound(CChild& child, const CSemaphore& semaphore, const std::string& pidFile,
+                unsigned timeout) {
+  AwaitUp(child, semaphore, timeout);
+  std::string why;
+  if (IsFound(child.Pid(), pidFile, why)) return;
+  child.End();
+  Fail("it could not be found again: " + why, child);
+}
+
 }  // namespace
 
-pid_t Launch(const std::string& config, const std::vector<std::string>& options, unsigned timeout) {
+pid_t Launch(const CSettings& settings, const std::vector<std::string>& options, unsigned timeout) {
   const CInterruptNote note;
   const CSemaphore semaphore;
-  CChild child(FindProgram(), CommandWords(config, options, semaphore));
-  AwaitUp(child, semaphore, timeout);
-  (void)std::fputs(child.Said().c_str(), stderr);
+  const std::string& pidFile = settings.m_strPidFileName;
+  CChild child(FindProgram(), CommandWords(settings.m_strConfFile, options, semaphore));
+  try {
+    AwaitFound(child, semaphore, pidFile, timeout);
+  } catch (const CFailure&) {
+    std::string why;
+    // One that cannot start leaves it.
+    if (IsFound(child.Pid(), pidFile, why)) (void)::unlink(pidFile.c_str());
+    throw;
+  }
+  (void)std::fputs(ForErrors(child.Said()).c_str(), stderr);
   return child.Pid();
 }

@@ -7,12 +7,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "LogFileNames.h"
 #include "base/Failure.h"
+#include "state/History.h"
+#include "state/LineSearch.h"
 
 namespace {
 
@@ -22,35 +24,14 @@ constexpr int kNameWaitMs = 10;  // between the two events of a rename
 constexpr unsigned kWatched = IN_MODIFY | IN_CREATE | IN_MOVED_FROM | IN_MOVED_TO | IN_DELETE_SELF |
                               IN_MOVE_SELF | IN_ONLYDIR;
 
-void WriteOut(const char* text, std::size_t size) {
-  while (size > 0) {
-    const ssize_t written = ::write(STDOUT_FILENO, text, size);
-    if (written == -1 && errno == EINTR) continue;
-    // Another process that shares the output may have made it non-blocking.
-    if (written == -1 && errno == EAGAIN) {
-      pollfd entry{STDOUT_FILENO, POLLOUT, 0};
-      (void)::poll(&entry, 1, -1);
-      continue;
-    }
-    if (written == -1) throw CFailure("write standard output", errno);
-    text += written;
-    size -= static_cast<std::size_t>(written);
-  }
-}
-
-// The offset at which the last lines of the first `size` bytes begin. The last byte is skipped: a
-// line end there starts no further line.
-off_t LastLines(const CDescriptor& file, std::uint64_t size, unsigned lines) {
-  char block[kBlock];
-  for (std::uint64_t end = size - std::min<std::uint64_t>(size, 1); end > 0;) {
-    const std::uint64_t begin = end - std::min<std::uint64_t>(end, kBlock);
-    const ssize_t count = ::pread(file.Get(), block, end - begin, static_cast<off_t>(begin));
-    for (ssize_t i = count; i-- > 0;) {
-      if (block[i] == '\n' && lines-- == 1) return static_cast<off_t>(begin) + i + 1;
-    }
-    end = begin;
-  }
-  return 0;
+// The rotated files that were written before the one with this identity.
+std::vector<CPastFile> FilesBefore(const std::string& directory, const CFileId& id) {
+  std::vector<CPastFile> files = PastFiles(directory);
+  const auto end = std::find_if(files.begin(), files.end(), [&id](const CPastFile& file) {
+    return file.state.id == id || file.name == kCurrentName;
+  });
+  files.erase(end, files.end());
+  return files;
 }
 
 }  // namespace
@@ -63,9 +44,35 @@ CFollower::CFollower(const std::string& directory)
   if (const auto watched = Look(directory)) m_directoryId = watched->id;
 }
 
-void CFollower::Follow(unsigned lines) {
+void CFollower::WriteLastLines(unsigned lines) {
   OpenNext();
-  if (m_file) SeekToLastLines(lines);
+  CLineSearch search(lines);
+  bool isFound = false;
+  if (m_file) {
+    const std::uint64_t begin = search.BeginIn(m_file, Look(m_file, kCurrentName).size, isFound);
+    (void)::lseek(m_file.Get(), static_cast<off_t>(begin), SEEK_SET);
+  }
+  if (!isFound && lines > 0) WriteRotated(search);
+  Drain();
+}
+
+// Those of the last lines that are in rotated files.
+void CFollower::WriteRotated(CLineSearch& search) {
+  std::vector<CPastFile> files = FilesBefore(m_directory, m_id);
+  std::size_t first = files.size();
+  std::uint64_t begin = 0;
+  for (bool isFound = false; !isFound && first > 0;) {
+    CPastFile& file = files[--first];
+    if (!EnsureOpen(m_directory, file)) continue;
+    begin = search.BeginIn(file.file, Look(file.file, file.name).size, isFound);
+  }
+  for (; first < files.size(); ++first) {
+    if (files[first].file) WriteAndClose(files[first], begin, m_output);
+    begin = 0;
+  }
+}
+
+void CFollower::Follow() {
   for (;;) {
     ReadEvents();  // before the text: a file renamed by now is complete
     Drain();
@@ -83,11 +90,11 @@ void CFollower::ReadEvents() {
       at += static_cast<ssize_t>(sizeof *event + event->len);
     }
   } while (AwaitEvent(IsNameAwaited() ? kNameWaitMs : 0));
+  if (std::exchange(m_hasLostEvents, false)) Resume();
 }
 
 void CFollower::TakeEvent(const inotify_event& event) {
-  if (event.mask & IN_Q_OVERFLOW)
-    throw CFailure("follow " + m_directory + ": events were lost, it is too far behind");
+  if (event.mask & IN_Q_OVERFLOW) m_hasLostEvents = true;
   const bool isCurrent = std::strcmp(event.name, kCurrentName) == 0;
   if (isCurrent && event.mask & IN_MOVED_FROM) {
     m_rotated.emplace_back();
@@ -145,8 +152,7 @@ void CFollower::OpenNext() {
     for (; !m_rotated.empty(); m_rotated.pop_front()) {
       if (Open(m_rotated.front())) return;
       if (m_rotated.front().empty()) continue;
-      std::fprintf(stderr, "tavokctl tail: %s was removed before it could be read\n",
-                   m_rotated.front().c_str());
+      Complain("tavokctl tail: " + m_rotated.front() + " was removed before it could be read");
     }
     const CFileId before = m_id;
     if (!Open(kCurrentName)) return;
@@ -170,10 +176,19 @@ bool CFollower::Open(const std::string& name) {
   return true;
 }
 
-void CFollower::SeekToLastLines(unsigned lines) {
-  const std::uint64_t size = Look(m_file, kCurrentName).size;
-  const off_t begin = lines == 0 ? static_cast<off_t>(size) : LastLines(m_file, size, lines);
-  (void)::lseek(m_file.Get(), begin, SEEK_SET);
+// Goes by the names that there are now instead of the events.
+void CFollower::Resume() {
+  std::vector<CPastFile> files = PastFiles(m_directory);
+  const auto open = std::find_if(files.begin(), files.end(),
+                                 [this](const CPastFile& file) { return file.state.id == m_id; });
+  m_rotated.clear();
+  if (open == files.end()) m_rotated.emplace_back();  // it has been deleted
+  for (auto file = open == files.end() ? files.begin() : open; file != files.end(); ++file) {
+    if (file->name != kCurrentName) m_rotated.push_back(file->name);
+  }
+  Complain(
+      "tavokctl tail: events were lost, since the output was stalled for too long: what was "
+      "rotated and deleted meanwhile is missing");
 }
 
 // Copies the rest of the open file to standard output.
@@ -182,7 +197,7 @@ void CFollower::Drain() {
   char block[kBlock];
   do {
     while (const std::size_t count = ReadSome(m_file, m_directory, block, sizeof block)) {
-      WriteOut(block, count);
+      m_output.Write(block, count);
     }
   } while (RestartIfTruncated());
 }
@@ -191,7 +206,7 @@ void CFollower::Drain() {
 bool CFollower::RestartIfTruncated() {
   const off_t position = ::lseek(m_file.Get(), 0, SEEK_CUR);
   if (position <= static_cast<off_t>(Look(m_file, m_directory).size)) return false;
-  std::fprintf(stderr, "tavokctl tail: the file was truncated; continuing at its beginning\n");
+  Complain("tavokctl tail: the file was truncated; continuing at its beginning");
   (void)::lseek(m_file.Get(), 0, SEEK_SET);
   return true;
 }

@@ -4,20 +4,25 @@
 #include <string>
 
 #include "base/Files.h"
+#include "base/Output.h"
 
 /// Follows the text that a tavok writes into a directory: the current file and, after each
 /// rotation, its successor, each to the last byte and in order, however many rotations happen
 /// between two reads. A file that tavok has deleted before it could be read is reported on standard
-/// error. One thread.
+/// error; so is a loss of events, after so many rotations that the kernel stops to count them. One
+/// thread.
 class CFollower {
  public:
   /// Watches the directory from now on. Throws CFailure.
   explicit CFollower(const std::string& directory);
 
-  /// Writes the last `lines` lines of the current file, if there is one, to standard output, then
-  /// all that is added. Never returns; throws CFailure when the directory has been removed or the
-  /// output cannot be written.
-  void Follow(unsigned lines);
+  /// Writes the last `lines` lines to standard output, those of rotated files where the current one
+  /// has fewer. Throws CFailure when the output cannot be written. To be called once, first.
+  void WriteLastLines(unsigned lines);
+
+  /// Then all that is added. Never returns; throws CFailure as above, and when the directory has
+  /// been removed.
+  void Follow();
 
  private:
   void ReadEvents();
@@ -31,7 +36,8 @@ class CFollower {
   void OpenNext();
   bool Open(const std::string& name);
 
-  void SeekToLastLines(unsigned lines);
+  void WriteRotated(class CLineSearch& search);
+  void Resume();
   void Drain();
   bool RestartIfTruncated();
 
@@ -46,4 +52,6 @@ class CFollower {
   std::deque<std::string> m_rotated;
   unsigned m_cookie = 0;     // of the last rename
   bool m_isCreated = false;  // a current file has been created since the last OpenNext
+  bool m_hasLostEvents = false;
+  CTextOutput m_output;
 };

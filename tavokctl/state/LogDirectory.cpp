@@ -11,31 +11,19 @@
 #include "LogFileNames.h"
 #include "base/Failure.h"
 
-namespace {
-
-// Empty, too, if it cannot be examined, such as a dangling link: tavok skips those as well.
-std::optional<CFileState> TryToLook(const std::string& path) {
-  try {
-    return Look(path);
-  } catch (const CFailure&) {
-    return {};
-  }
-}
-
-}  // namespace
-
 std::vector<CRotatedFile> RotatedFiles(const std::string& directory) {
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), &::closedir);
   if (!stream) throw CFailure("read directory " + directory, errno);
   std::vector<CRotatedFile> files;
   while (const dirent* const entry = ::readdir(stream.get())) {
     if (std::strstr(entry->d_name, kRotatedMark) == nullptr) continue;
+    // What cannot be examined, such as a dangling link, is skipped by tavok, too.
     if (const auto state = TryToLook(PathIn(directory, entry->d_name))) {
       files.push_back({entry->d_name, *state});
     }
   }
   std::sort(files.begin(), files.end(), [](const CRotatedFile& a, const CRotatedFile& b) {
-    return std::tie(a.state.changed, a.name) < std::tie(b.state.changed, b.name);
+    return std::tie(a.state.changed.tv_sec, a.name) < std::tie(b.state.changed.tv_sec, b.name);
   });
   return files;
 }

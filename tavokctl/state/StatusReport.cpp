@@ -1,115 +1,218 @@
 #include "state/StatusReport.h"
 
+#include <arpa/inet.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <sstream>
 
 #include "LogFileNames.h"
 #include "base/Failure.h"
 #include "config/Config.h"
 #include "process/Instance.h"
+#include "process/ProcFiles.h"
 
 namespace {
 
-// The number after a name at the beginning of a line; 0 if there is none.
-std::uint64_t NumberOf(const std::string& text, const std::string& name) {
-  const std::size_t at = ("\n" + text).find("\n" + name);
-  return at == std::string::npos ? 0 : std::strtoull(text.c_str() + at + name.size(), nullptr, 10);
-}
+constexpr int kLooks = 3;
+constexpr useconds_t kBetweenLooksUs = 100'000;
 
-// The start of a process in clock ticks since boot: field 22 of its stat file. Field 2 is a name in
-// parentheses, which can contain anything.
-std::uint64_t StartTicks(const std::string& stat) {
-  std::istringstream fields(stat.substr(stat.rfind(')') + 1));
-  std::string field;
-  for (int number = 3; number <= 22; ++number) fields >> field;
-  return std::strtoull(field.c_str(), nullptr, 10);
-}
+// One look at everything that a configuration leads to.
+class CStatusLook {
+ public:
+  CStatusLook(const CSettings& settings, CStatusReport& report)
+      : m_settings(settings), m_report(report) {}
 
-CProcessState ProcessState(int pid, bool hasWorker) {
-  const std::string directory = "/proc/" + std::to_string(pid) + "/";
-  const std::string status = ReadText(directory + "status");
-  const auto ticksPerSecond = static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
-  const std::uint64_t boot = NumberOf(ReadText("/proc/stat"), "btime ");
-  CProcessState state{};
-  state.pid = pid;
-  state.since =
-      static_cast<std::time_t>(boot + StartTicks(ReadText(directory + "stat")) / ticksPerSecond);
-  state.memory = NumberOf(status, "VmRSS:") << 10;
-  state.peakMemory = NumberOf(status, "VmHWM:") << 10;
-  state.threads = static_cast<unsigned>(NumberOf(status, "Threads:"));
-  state.threadsExpected = hasWorker ? 3 : 2;
-  return state;
-}
+  void LookAtAll() {
+    m_report.maxFileSize = m_settings.m_nMaxFileSize;
+    m_report.maxSize = m_settings.m_nMaxSize;
+    m_report.isUdp = CSettings::PortNumber(m_settings.m_strPort) != 0;
+    m_report.listensOn = m_report.isUdp
+                             ? UdpName(AddressOf(m_settings.m_strBindingAddress), ConfiguredPort())
+                             : m_settings.m_strPort;
+    m_directory = m_settings.m_strDirName;
+    if (LookForProcess()) {
+      Try([this] { m_open = OpenFilesOf(m_report.process->pid); });
+      ResolveDirectory();
+      Try([this] { LookAtSocket(); });
+    }
+    Try([this] { LookAtCurrent(); });
+    Try([this] { LookAtRotated(); });
+    Try([this] { LookAtDisk(); });
+    m_report.problems = FindProblems(m_report);
+  }
 
-// Runs a step of the report, and notes its failure.
-template <class Step>
-void Try(CStatusReport& report, Step step) {
+ private:
+  // Runs a step of the report, and notes its failure.
+  template <class Step>
+  void Try(Step step) {
+    try {
+      step();
+    } catch (const CFailure& e) {
+      Note(e.what());
+    }
+  }
+
+  void Note(const std::string& trouble) {
+    m_report.notKnown += (m_report.notKnown.empty() ? "" : "; ") + trouble;
+  }
+
+  bool LookForProcess() {
+    try {
+      std::string why;
+      const auto instance = CInstance::Find(m_settings, why);
+      m_report.running = instance != nullptr;
+      (instance ? m_report.pidFileTrouble : m_report.reason) = why;
+      if (!instance) return false;
+      m_report.process = LookAtProcess(instance->Pid());
+      const auto config = Look(m_settings.m_strConfFile);
+      m_report.isConfigChanged = config && IsYounger(*config, *m_report.process);
+      return true;
+    } catch (const CFailure& e) {
+      m_report.running.reset();
+      m_report.process.reset();
+      m_report.reason = e.what();
+      return false;
+    }
+  }
+
+  // Paths in the configuration are relative to the directory that tavok was started in. One that
+  // was edited since is not that of the open file.
+  void ResolveDirectory() {
+    m_directory = Absolute(m_directory);
+    if (!m_report.isConfigChanged || !m_open) return;
+    for (const auto& file : m_open->written) {
+      const std::size_t slash = file.path.rfind('/');
+      if (file.path.compare(slash + 1, std::string(kCurrentName).size(), kCurrentName) == 0) {
+        m_directory = file.path.substr(0, slash);
+      }
+    }
+  }
+
+  std::string Absolute(const std::string& path) const {
+    if (path.starts_with('/')) return path;
+    const std::string base = LinkAt(ProcPath(m_report.process->pid, "cwd"));
+    return base.empty() ? path : PathIn(base, path);
+  }
+
+  void LookAtSocket() {
+    const auto udp = UdpSockets(), local = UnixSockets();
+    const auto find = [this](const auto& sockets, const auto& isIt) {
+      const auto found = std::find_if(sockets.begin(), sockets.end(), isIt);
+      if (found != sockets.end()) m_report.socket = *found;
+      return found != sockets.end();
+    };
+    if (!m_open) {
+      if (!m_report.isUdp) return LookAtPath(m_settings.m_strPort);
+      (void)find(udp, [this](const auto& one) { return IsConfigured(one); });
+    } else if (find(udp, [this](const auto& one) { return one.port != 0 && IsOurs(one); })) {
+      m_report.isUdp = true;
+      m_report.listensOn = UdpName(m_report.socket->address, m_report.socket->port);
+    } else if (find(local, [this](const auto& one) { return !one.path.empty() && IsOurs(one); })) {
+      m_report.isUdp = false;
+      m_report.listensOn = m_report.socket->path;
+      LookAtPath(Absolute(m_report.socket->path));
+    } else {
+      Note("its socket is in another network namespace, or has no address");
+    }
+  }
+
+  // Where the descriptors are hidden, who receives at the path may be another process.
+  void LookAtPath(const std::string& path) {
+    const CReceiver receiver = ReceiverAt(path);
+    if (receiver.error == EACCES || receiver.error == EPERM) {
+      return Note("connect to " + path + ": " + std::strerror(receiver.error));
+    }
+    if (!m_open) {
+      m_report.socket = receiver.socket;
+      if (receiver.error != 0 && !m_report.isConfigChanged) m_report.isSocketAtPath = false;
+    } else {
+      m_report.isSocketAtPath = receiver.socket && receiver.socket->inode == m_report.socket->inode;
+    }
+  }
+
+  bool IsOurs(const CKernelSocket& socket) const { return m_open->HasSocket(socket.inode); }
+
+  bool IsConfigured(const CKernelSocket& socket) const {
+    return socket.port == ConfiguredPort() &&
+           socket.address == AddressOf(m_settings.m_strBindingAddress);
+  }
+
+  std::uint16_t ConfiguredPort() const {
+    return static_cast<std::uint16_t>(CSettings::PortNumber(m_settings.m_strPort));
+  }
+
+  static std::string UdpName(in_addr_t address, std::uint16_t port) {
+    const std::string host = address == INADDR_ANY ? "any address" : ::inet_ntoa({address});
+    return "UDP " + host + " port " + std::to_string(port);
+  }
+
+  void LookAtCurrent() {
+    m_report.currentPath = PathIn(m_directory, kCurrentName);
+    m_report.current = Look(m_report.currentPath);
+    m_report.isCurrentMissing = !m_report.current;
+    if (!m_open) return;
+    m_report.hasOpenFile = !m_open->written.empty();
+    m_report.isCurrentOpen = m_report.current && m_open->HasWritten(m_report.current->id);
+  }
+
+  void LookAtRotated() {
+    const auto files = RotatedFiles(m_directory);
+    m_report.rotatedFiles = files.size();
+    for (const CRotatedFile& file : files) m_report.rotatedBytes += file.state.size;
+    if (files.empty()) return;
+    m_report.oldest = files.front();
+    if (!m_settings.m_bExternalRotation) {
+      m_report.oldestExpires = files.front().state.changed.tv_sec + m_settings.m_nMaxPeriod;
+    }
+  }
+
+  void LookAtDisk() {
+    struct statvfs disk;
+    if (::statvfs(m_directory.c_str(), &disk) == -1) {
+      throw CFailure("look at the file system of " + m_directory, errno);
+    }
+    m_report.freeBytes = disk.f_bavail * disk.f_frsize;
+    m_report.diskBytes = disk.f_blocks * disk.f_frsize;
+    // Some file systems have no fixed number of inodes, and tell 0 of 0.
+    m_report.isDiskFull = disk.f_bavail == 0 || (disk.f_files > 0 && disk.f_favail == 0);
+  }
+
+  const CSettings& m_settings;
+  CStatusReport& m_report;
+  std::string m_directory;
+  std::optional<COpenFiles> m_open;  // none if they are hidden
+};
+
+CStatusReport LookOnce(const std::string& config) {
+  CStatusReport report{};
+  report.config = config;
   try {
-    step();
+    const auto settings = ReadSettings(config);
+    report.isConfigRead = true;
+    CStatusLook(*settings, report).LookAtAll();
   } catch (const CFailure& e) {
-    report.trouble += (report.trouble.empty() ? "" : "; ") + std::string(e.what());
+    report.reason = e.what();
   }
-}
-
-void LookAtProcess(const CSettings& settings, CStatusReport& report) {
-  const auto instance = CInstance::Find(settings.m_strPidFileName, report.whyNotRunning);
-  if (instance) report.process = ProcessState(instance->Pid(), !settings.m_bExternalRotation);
-}
-
-void LookAtSocket(const CSettings& settings, CStatusReport& report) {
-  const int number = CSettings::PortNumber(settings.m_strPort);
-  report.isUdp = number != 0;
-  const bool isRunning = report.process.has_value();  // otherwise the queue is another program's
-  if (report.isUdp) {
-    const auto port = static_cast<std::uint16_t>(number);
-    const std::string& address = settings.m_strBindingAddress;
-    report.listensOn =
-        "UDP " + (address.empty() ? "any address" : address) + " port " + std::to_string(port);
-    if (port == 0) throw CFailure("find the socket: the kernel has chosen its port");
-    if (isRunning) report.queue = UdpQueue(address, port);
-  } else {
-    report.listensOn = settings.m_strPort;
-    if (isRunning) report.queue = UnixQueue(settings.m_strPort);
-  }
-}
-
-void LookAtRotated(const CSettings& settings, CStatusReport& report) {
-  const auto files = RotatedFiles(settings.m_strDirName);
-  report.rotatedFiles = files.size();
-  for (const CRotatedFile& file : files) report.rotatedBytes += file.state.size;
-  if (files.empty()) return;
-  report.oldest = files.front();
-  if (!settings.m_bExternalRotation) {
-    report.oldestExpires = files.front().state.changed + settings.m_nMaxPeriod;
-  }
-}
-
-void LookAtDisk(const CSettings& settings, CStatusReport& report) {
-  struct statvfs disk;
-  if (::statvfs(settings.m_strDirName.c_str(), &disk) == -1) {
-    throw CFailure("look at the file system of " + settings.m_strDirName, errno);
-  }
-  report.freeBytes = disk.f_bavail * disk.f_frsize;
-  report.diskBytes = disk.f_blocks * disk.f_frsize;
+  return report;
 }
 
 }  // namespace
 
+EHealth CStatusReport::Health() const {
+  if (running == false) return EHealth::kStopped;
+  const bool isFailing = std::any_of(problems.begin(), problems.end(),
+                                     [](const CProblem* problem) { return problem->isFailure; });
+  if (isFailing) return EHealth::kFailing;
+  return running == true && notKnown.empty() ? EHealth::kOk : EHealth::kUnknown;
+}
+
 CStatusReport MakeStatusReport(const std::string& config) {
-  const auto settings = ReadSettings(config);
-  CStatusReport report{};
-  report.config = config;
-  report.currentPath = PathIn(settings->m_strDirName, kCurrentName);
-  report.maxFileSize = settings->m_nMaxFileSize;
-  report.maxSize = settings->m_nMaxSize;
-  Try(report, [&] { LookAtProcess(*settings, report); });
-  Try(report, [&] { LookAtSocket(*settings, report); });
-  Try(report, [&] { report.isCurrentMissing = !(report.current = Look(report.currentPath)); });
-  Try(report, [&] { LookAtRotated(*settings, report); });
-  Try(report, [&] { LookAtDisk(*settings, report); });
+  CStatusReport report = LookOnce(config);
+  for (int looks = 1; looks < kLooks && report.Health() == EHealth::kFailing; ++looks) {
+    ::usleep(kBetweenLooksUs);
+    report = LookOnce(config);
+  }
   return report;
 }

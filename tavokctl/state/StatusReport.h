@@ -4,34 +4,35 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "base/KernelSockets.h"
+#include "state/Health.h"
 #include "state/LogDirectory.h"
-#include "state/SocketQueue.h"
+#include "state/ProcessState.h"
 
-/// The process of a running tavok.
-struct CProcessState {
-  int pid;
-  std::time_t since;
-  std::uint64_t memory;      // resident bytes
-  std::uint64_t peakMemory;  // its maximum so far
-  unsigned threads;
-  unsigned threadsExpected;  // fewer: one has ended for good, most likely reception
-};
-
-/// All that `tavokctl status` shows. A part that could not be examined is empty; `trouble` says
-/// why.
+/// All that `tavokctl status` shows, as far as the caller may see it. A part that could not be
+/// examined is empty, and `notKnown` says why. What the open descriptors of tavok tell goes before
+/// the configuration, which may have been edited.
 struct CStatusReport {
   std::string config;
-  std::string whyNotRunning;  // also empty if that is unknown
+  bool isConfigRead;            // otherwise all that follows but the reason is empty
+  std::optional<bool> running;  // empty if that cannot be told
+  std::string reason;           // unless it runs: why not, or why that cannot be told
+  std::string pidFileTrouble;   // if it runs, but its pid file does not lead to it
   std::optional<CProcessState> process;
+  bool isConfigChanged;
 
   std::string listensOn;
   bool isUdp;
-  std::optional<CSocketQueue> queue;
+  std::optional<CKernelSocket> socket;
+  std::optional<bool> isSocketAtPath;  // Unix-domain: whether its path leads to it
 
   std::string currentPath;
   std::optional<CFileState> current;
   bool isCurrentMissing;
+  std::optional<bool> hasOpenFile;    // tavok has a file to write to
+  std::optional<bool> isCurrentOpen;  // that file is the current one
   std::uint64_t maxFileSize;
 
   std::optional<std::uint64_t> rotatedFiles;
@@ -42,9 +43,14 @@ struct CStatusReport {
 
   std::optional<std::uint64_t> freeBytes;  // for tavok, unless it runs as root
   std::uint64_t diskBytes;
+  bool isDiskFull;  // there is no room for an unprivileged writer, or for another file
 
-  std::string trouble;
+  std::vector<const CProblem*> problems;
+  std::string notKnown;
+
+  EHealth Health() const;
 };
 
-/// Examines everything once. Throws CFailure if the configuration cannot be read.
+/// Examines everything, again after a moment if that looks like a failure: a rotation or a restart
+/// that happens meanwhile is none. Takes up to 0.3 s then. Does not throw.
 CStatusReport MakeStatusReport(const std::string& config);

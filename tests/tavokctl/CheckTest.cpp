@@ -1,3 +1,5 @@
+#include <sys/mount.h>
+
 #include <regex>
 
 #include "Ctl.h"
@@ -108,8 +110,10 @@ TEST_F(Check, WarnsOfNumbersAndFlags) {
 TEST_F(Check, WarnsOfWhereItListens) {
   std::filesystem::create_directory(m_dir / "dir");
   WriteFile(m_dir / "file", "text");
-  WriteFile(m_dir / "514", "");
+  WriteFile(m_dir / "5140", "");
   const Collector alive(m_dir / "alive");
+  const std::string taken = std::to_string(FreePort());
+  const int holder = BoundSocket(taken);
   ExpectWarnings({
       {"Port=23456\nBindingAddress=127.0.0.1\nExternalRotation=No", ""},
       {"BindingAddress=127.0.0.1",
@@ -122,7 +126,9 @@ TEST_F(Check, WarnsOfWhereItListens) {
        "5: the # and the text after it are part of the value of Port: a comment needs a line of "
        "its own\n5: Port \"23456 # UDP\" means UDP port 23456"},
       {"Port=65536", "5: Port \"65536\" means UDP port 0: the kernel picks one"},
-      {"Port=514", "~ is also a file in this directory: tavok removes it when it stops here"},
+      {"Port=5140", "~ is also a file in this directory: tavok removes it when it stops here"},
+      {"Port=" + taken + "\nBindingAddress=127.0.0.1",
+       "5: Port UDP port " + taken + " is in use: tavok will not start"},
       {"Port=", "5: Port is empty: no program can send to a socket without a path"},
       {"Port=syslog",
        "5: Port \"syslog\" is not a port number: taken as the path of a socket, relative to the "
@@ -137,6 +143,7 @@ TEST_F(Check, WarnsOfWhereItListens) {
       {"PidFileName=/dev/null", "~ is a device or a pipe: tavok removes it when it stops"},
       {"Port=@/no/s", "~ cannot be bound: @/no: No such file or directory"},
   });
+  ::close(holder);
 }
 
 TEST_F(Check, WarnsOfFiles) {
@@ -162,6 +169,50 @@ TEST_F(Check, WarnsOfFiles) {
       {"DirName=@/dir\nPidFileName=@/dir/my_tavok_pid",
        "~ counts as a rotated file and will be deleted"},
   });
+}
+
+TEST_F(Check, WarnsOfWhatMaySurprise) {
+  std::filesystem::create_directory(m_dir / "log");
+  std::filesystem::create_directory(m_dir / "log/tmp.tavok");
+  ExpectWarnings({{"# nothing", "2: DirName @/log/tmp.tavok is not a regular file"}});
+  std::filesystem::remove(m_dir / "log/tmp.tavok");
+  if (::mount("tmpfs", (m_dir / "log").c_str(), "tmpfs", 0, "size=100m") == 0) {
+    ExpectWarnings({{"MaxSize=101",
+                     "5: MaxSize is above the size of the file system, 100.0 MiB: that is full "
+                     "before anything is deleted"},
+                    {"MaxSize=100", ""}});
+    ::umount((m_dir / "log").c_str());
+  }
+  // Whoever may read the configuration should find the pid file.
+  std::filesystem::permissions(m_dir.Path(), std::filesystem::perms(0755));
+  std::filesystem::create_directory(m_dir / "closed");
+  std::filesystem::permissions(m_dir / "closed", std::filesystem::perms(0750));
+  ExpectWarnings({{"PidFileName=@/closed/pid",
+                   "~ cannot be found by other users, who may read this file: @/closed is closed "
+                   "to them"}});
+}
+
+TEST_F(Check, WarnsOfWhatAnotherUserMayNot) {
+  if (::geteuid() != 0) {
+    WriteConfig(kGood);
+    return (void)Expect(m_dir, "check -c conf --as root", 1, "check as root: Operation not permit");
+  }
+  std::filesystem::permissions(m_dir.Path(), std::filesystem::perms(0755));
+  std::filesystem::create_directory(m_dir / "log");
+  WriteFile(m_dir / "log/tmp.tavok", "");
+  WriteConfig(kGood + "Port=514\n");
+  Ctl check(m_dir, "check --strict --as nobody -c conf");
+  EXPECT_EQ(1, check.Status());
+  for (const std::string& what :
+       {"DirName " + (m_dir / "log") + " cannot be written: Permission denied",
+        "PidFileName " + (m_dir / "pid") + " cannot be written: " + m_dir.Path() + ": Permission",
+        std::string("Port UDP port 514 is privileged: tavok will not start")}) {
+    EXPECT_TRUE(check.Says(what)) << what << check.Err();
+  }
+  std::filesystem::permissions(m_dir / "log", std::filesystem::perms(0777));
+  Expect(m_dir, "check --as nobody -c conf", 0,
+         "DirName " + (m_dir / "log/tmp.tavok") + " cannot be written: Permission denied");
+  Expect(m_dir, "check --as nobody.at.all -c conf", 1, "there is no such user");
 }
 
 TEST_F(Check, WarnsOfMissingPermissions) {

@@ -4,7 +4,11 @@ TEST(Options, WrongUseHasStatus2AndSaysWhatIsWrong) {
   const TempDir dir;
   const std::pair<std::string, std::string> cases[] = {
       {"", "Usage: tavokctl COMMAND"},
-      {"halt", "unknown command halt"},
+      {"stats", "tavokctl: unknown command stats; did you mean status?\nTry tavokctl --help.\n"},
+      {"help resart", "did you mean restart?"},
+      {"-c x trace", "trace: unknown option -c"},
+      {"stop -- now", "unexpected argument \"now\""},
+      {"start -- -x -- -y", "-- among the options for tavok"},
       {"stop -x", "unknown option -x"},
       {"status --jason", "unknown option --jason"},
       {"trace -c conf", "unknown option -c"},
@@ -20,17 +24,31 @@ TEST(Options, WrongUseHasStatus2AndSaysWhatIsWrong) {
 
 TEST(Options, EachCommandHasAHelpTextAndNamesAMissingConfiguration) {
   const TempDir dir;
-  for (const std::string command : {"check", "start", "stop", "rotate", "status", "tail"}) {
+  for (const std::string command : {"check", "start", "stop", "rotate", "status", "cat", "tail"}) {
     Expect(dir, command + " --help", 0, "Usage: tavokctl " + command);
-    Expect(dir, command + " -c missing", 1, "missing: No such file or directory");
+    Expect(dir, "help " + command, 0, "Usage: tavokctl " + command);
+    const int status = command == "status" ? 4 : 1;
+    for (const std::string& words : {command + " -c missing", "-c missing " + command,
+                                     "--config=missing " + command, "-cmissing " + command}) {
+      Expect(dir, words, status, "missing: No such file or directory");
+    }
   }
   Expect(dir, "trace --help", 0, "Usage: tavokctl trace");
+  Expect(dir, "help", 0, "Usage: tavokctl COMMAND");
 }
 
 TEST(Options, OutputThatCannotBeWrittenIsAFailure) {
   const TempDir dir;
-  WriteFile(dir / "conf", "[LogServer]\n");
-  for (const std::string words : {"--help", "check -c conf", "status -j -c conf"}) {
-    EXPECT_EQ(1, Ctl(dir, words + " >/dev/full").Status()) << words;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\n");
+  std::filesystem::create_directory(dir / "log");
+  WriteFile(dir / "log/tmp.tavok", "text\n");
+  for (const std::string words :
+       {"--help", "check -c conf", "status -j -c conf", "cat -c conf", "tail -F -c conf"}) {
+    const int expected = words.starts_with("status") ? 4 : 1;  // 1 would say that none runs
+    for (const std::string output : {"/dev/full", "&-"}) {
+      Ctl ctl(dir, words + " >" + output);
+      EXPECT_EQ(expected, ctl.Status()) << words << output;
+      EXPECT_TRUE(ctl.Says("write standard output: ")) << words << output;
+    }
   }
 }

@@ -22,12 +22,25 @@ TEST_F(Rotate, RequiresACurrentFileAndGivesEachOfSeveralAtOnceItsOwn) {
   EXPECT_EQ(4U, LogFiles(m_dir).size());
 }
 
+// As after the clock has been set back.
+TEST_F(Rotate, WaitsNoLongerThanItMayForFilesOfTheFuture) {
+  for (int ahead = 0; ahead < 60; ++ahead) {
+    const std::time_t then = std::time(nullptr) + ahead;
+    char name[64];
+    (void)std::strftime(name, sizeof name, "log/tavok_%Y%m%d_%H%M%S.log", std::gmtime(&then));
+    WriteFile(m_dir / name, "");
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  Expect(m_dir, "rotate -t 1 -c conf", 1, "already, and has been for each of 1 s");
+  EXPECT_LT(SecondsSince(begin), 5 * Patience());
+}
+
 TEST_F(Rotate, GivesUpAsStopDoesWhenTavokDoesNothing) {
   m_daemon.Signal(SIGSTOP);
   Expect(m_dir, "stop -t 1 -c conf", 1, "still running after 1 s");
   Expect(m_dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may say why");
   Ctl rotate(m_dir, "rotate -c conf");
-  EXPECT_TRUE(rotate.Waits(m_dir / "log"));
+  EXPECT_TRUE(rotate.Waits(m_dir / "pid.lock"));
   // A rotation that is half done is none.
   std::filesystem::rename(m_dir / "log/tmp.tavok", m_dir / "log/tavok_half");
   m_daemon.Signal(SIGKILL);

@@ -63,10 +63,50 @@ TEST(Start, EndsTavokWhenItIsInterrupted) {
     WriteFile(dir / "child", "");
     Ctl start = hanging.Start("");
     EXPECT_TRUE(Eventually([&] { return !ReadFile(dir / "child").empty(); }));
-    Expect(dir, "start -t 1 -c conf", 1, "lock conf: another process holds it");
+    Expect(dir, "start -t 1 -c conf", 1, "pid.lock: another process holds it");
     EXPECT_EQ(1, start.End(signal));
     EXPECT_NE(std::string::npos, start.Err().find("interrupted"));
     EXPECT_FALSE(std::filesystem::exists("/proc/" + ReadFile(dir / "child")));
+  }
+}
+
+TEST(Start, IsNotHeldUpByAStrangersLock) {
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  WriteFile(dir / "pid.lock", "");  // which others may open
+  const Process stranger(ShellWords("flock conf flock . flock pid.lock sleep 1000"),
+                         {.directory = dir.Path()});
+  EXPECT_TRUE(Eventually([&] {
+    return ReadFile(stranger.Proc() + "/task/" + stranger.Pid() + "/children") != "" &&
+           std::system(("flock -n " + (dir / "pid.lock") + " true").c_str()) != 0;
+  }));
+  const auto begin = std::chrono::steady_clock::now();
+  Expect(dir, "start -c conf", 0, "continuing without a lock: lock pid.lock: others may");
+  Expect(dir, "rotate -c conf", 0, "tavok has rotated");
+  Expect(dir, "stop -c conf", 0, "tavok has stopped");
+  EXPECT_LT(SecondsSince(begin), 8 * Patience());
+}
+
+// What could not be found again, or would take another's socket, is not left behind.
+TEST(Start, RequiresThatTheNewOneCanBeFoundAndReached) {
+  const TempDir dir;
+  const Collector alive(dir / "alive");
+  const std::pair<std::string, std::string> cases[] = {
+      {"PidFileName=no/pid", "start tavok: write pid file no/pid: No such file or directory"},
+      {"PidFileName=", "start tavok: PidFileName is empty: it could not be found"},
+      {"PidFileName=socket", "start tavok: it could not be found again: read socket: it is not a"},
+      {"Port=alive", "start tavok: Port alive is the socket of another program, which answers"},
+      {"Port=no/socket",
+       "conf:5: warning: Port no/socket cannot be bound: no: No such file or directory"},
+      {"BindingAddress=1.2.3.4\nPort=" + std::to_string(FreePort()),
+       "conf:5: warning: BindingAddress 1.2.3.4 cannot be bound"}};
+  for (const auto& [line, text] : cases) {
+    WriteFile(dir / "conf",
+              "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n" + line + "\n");
+    Expect(dir, "start -c conf", 1, text);
+    for (const char* const left : {"pid", "socket", "pid.lock"}) {
+      EXPECT_FALSE(std::filesystem::exists(dir / left)) << line << left;
+    }
   }
 }
 

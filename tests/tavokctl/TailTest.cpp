@@ -49,6 +49,48 @@ TEST_F(TailOfFiles, StartsWithTheLastLines) {
   }
 }
 
+TEST_F(TailOfFiles, ReachesBackIntoRotatedFiles) {
+  const std::string block(70000, 'x');
+  WriteFile(File("tavok_20260101_000000.log"), "1\n2\n" + block + "\n3");
+  WriteFile(File("tavok_20260102_000000.log"), "");
+  WriteFile(File("tavok_20260103_000000.log"), "4\n5");
+  const std::tuple<std::string, int, std::string> cases[] = {
+      {"6\n7\n", 2, "56\n7\n"},
+      {"6\n7\n", 1, "7\n"},
+      {"6\n7\n", 3, "34\n56\n7\n"},
+      {"6\n7\n", 4, block + "\n34\n56\n7\n"},
+      {"6\n7\n", 9, "1\n2\n" + block + "\n34\n56\n7\n"},
+      {"", 1, "5"},
+      {"", 2, "34\n5"},
+      {"", 0, ""}};
+  for (const auto& [text, lines, end] : cases) {
+    Write(text);
+    Ctl tail(m_dir, "tail -f -c conf --no-follow -n " + std::to_string(lines));
+    EXPECT_EQ(0, tail.Status());
+    EXPECT_EQ(end, tail.Out()) << lines;
+  }
+  std::filesystem::remove(File("tmp.tavok"));  // after a failed rotation, it may be missing
+  EXPECT_EQ("5", Expect(m_dir, "tail -c conf -F -n 1", 0, ""));
+}
+
+// The kernel keeps so many events for a reader that does not come, and no more.
+TEST_F(TailOfFiles, SaysWhenItHasMissedRotations) {
+  Write("first\n");
+  const Ctl tail(m_dir, "tail -c conf");
+  EXPECT_TRUE(tail.Says("first"));
+  tail.Pause();
+  for (int i = 0; i < 9000; ++i) {
+    std::filesystem::rename(File("tmp.tavok"), File("tavok_x"));
+    Write("");
+  }
+  std::filesystem::rename(File("tmp.tavok"), File("tavok_last"));
+  WriteFile(File("tavok_last"), "last\n");
+  Write("current\n");
+  tail.Signal(SIGCONT);
+  EXPECT_TRUE(tail.Says("events were lost, since the output was stalled for too long"));
+  ExpectOut(tail, "first\nlast\ncurrent\n");
+}
+
 TEST_F(TailOfFiles, NamesAFileThatWasRemovedUnread) {
   const Ctl tail(m_dir, "tail -c conf");
   Write("1");  // the current file may come later than tail

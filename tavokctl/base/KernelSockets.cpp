@@ -1,4 +1,4 @@
-#include "state/SocketQueue.h"
+#include "base/KernelSockets.h"
 
 #include <arpa/inet.h>
 #include <linux/inet_diag.h>
@@ -6,9 +6,7 @@
 #include <linux/rtnetlink.h>
 #include <linux/sock_diag.h>
 #include <linux/unix_diag.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +15,8 @@
 
 #include "base/Descriptor.h"
 #include "base/Failure.h"
+#include "base/Files.h"
+#include "base/UnixSocket.h"
 
 namespace {
 
@@ -86,41 +86,66 @@ std::uint32_t NumberAt(std::string_view numbers, std::size_t index) {
 
 }  // namespace
 
-std::optional<CSocketQueue> UdpQueue(const std::string& address, std::uint16_t port) {
+std::vector<CKernelSocket> UdpSockets() {
   inet_diag_req_v2 request{};
   request.sdiag_family = AF_INET;
   request.sdiag_protocol = IPPROTO_UDP;
   request.idiag_ext = 1 << (INET_DIAG_SKMEMINFO - 1);
   request.idiag_states = ~0U;
-  const in_addr_t bound = address.empty() ? INADDR_ANY : ::inet_addr(address.c_str());
 
-  std::optional<CSocketQueue> queue;
+  std::vector<CKernelSocket> sockets;
   ForEachSocket<inet_diag_msg>(request, [&](const auto& socket, auto attributes) {
-    if (ntohs(socket.id.idiag_sport) != port || socket.id.idiag_src[0] != bound) return;
     const auto memory = Attribute(attributes, INET_DIAG_SKMEMINFO);
-    queue = {NumberAt(memory, SK_MEMINFO_RMEM_ALLOC), NumberAt(memory, SK_MEMINFO_RCVBUF),
-             NumberAt(memory, SK_MEMINFO_DROPS)};
+    sockets.push_back({.inode = socket.idiag_inode,
+                       .address = socket.id.idiag_src[0],
+                       .port = ntohs(socket.id.idiag_sport),
+                       .path = {},
+                       .peer = 0,
+                       .used = NumberAt(memory, SK_MEMINFO_RMEM_ALLOC),
+                       .limit = NumberAt(memory, SK_MEMINFO_RCVBUF),
+                       .dropped = NumberAt(memory, SK_MEMINFO_DROPS)});
   });
-  return queue;
+  return sockets;
 }
 
-std::optional<CSocketQueue> UnixQueue(const std::string& path) {
+std::vector<CKernelSocket> UnixSockets() {
   unix_diag_req request{};
   request.sdiag_family = AF_UNIX;
   request.udiag_states = ~0U;
-  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_VFS | UDIAG_SHOW_RQLEN;
+  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_PEER | UDIAG_SHOW_RQLEN;
 
-  std::optional<CSocketQueue> queue;
-  struct stat file;
-  if (path.empty() || ::stat(path.c_str(), &file) == -1) return queue;
+  std::vector<CKernelSocket> sockets;
   ForEachSocket<unix_diag_msg>(request, [&](const auto& socket, auto attributes) {
+    if (socket.udiag_type != SOCK_DGRAM) return;
     const auto name = Attribute(attributes, UNIX_DIAG_NAME);
-    if (socket.udiag_type != SOCK_DGRAM || name.substr(0, name.find('\0')) != path) return;
-    // The same relative path may be bound in several directories. The inode alone is not enough
-    // either: on some file systems stat reports another number than the kernel's.
-    const auto bound = As<unix_diag_vfs>(Attribute(attributes, UNIX_DIAG_VFS));
-    if (queue && bound.udiag_vfs_ino != static_cast<std::uint32_t>(file.st_ino)) return;
-    queue = {NumberAt(Attribute(attributes, UNIX_DIAG_RQLEN), 0), 0, 0};
+    sockets.push_back({.inode = socket.udiag_ino,
+                       .address = 0,
+                       .port = 0,
+                       .path = std::string(name.substr(0, name.find('\0'))),
+                       .peer = NumberAt(Attribute(attributes, UNIX_DIAG_PEER), 0),
+                       .used = NumberAt(Attribute(attributes, UNIX_DIAG_RQLEN), 0),
+                       .limit = 0,
+                       .dropped = 0});
   });
-  return queue;
+  return sockets;
+}
+
+in_addr_t AddressOf(const std::string& bindingAddress) {
+  return bindingAddress.empty() ? INADDR_ANY : ::inet_addr(bindingAddress.c_str());
+}
+
+CReceiver ReceiverAt(const std::string& path) {
+  CReceiver receiver{};
+  const CDescriptor probe = ConnectToUnixSocket(path, receiver.error);
+  if (receiver.error != 0) return receiver;
+  const std::uint64_t ours = Look(probe, path).id.inode;
+  const std::vector<CKernelSocket> sockets = UnixSockets();
+  const auto find = [&](std::uint64_t inode) {
+    return std::find_if(sockets.begin(), sockets.end(),
+                        [inode](const CKernelSocket& one) { return one.inode == inode; });
+  };
+  const auto connected = find(ours);
+  const auto other = connected == sockets.end() ? connected : find(connected->peer);
+  if (other != sockets.end()) receiver.socket = *other;
+  return receiver;
 }

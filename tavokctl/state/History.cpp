@@ -1,0 +1,112 @@
+#include "state/History.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <tuple>
+
+#include "LogFileNames.h"
+#include "base/Failure.h"
+#include "state/LogDirectory.h"
+
+namespace {
+
+constexpr std::time_t kFuture = std::numeric_limits<std::time_t>::max();
+constexpr std::size_t kSpareFiles = 16;
+constexpr std::size_t kBlock = 65536;
+
+std::size_t RaisedFileLimit() {
+  rlimit limit{};
+  (void)::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  (void)::setrlimit(RLIMIT_NOFILE, &limit);
+  return limit.rlim_cur > kSpareFiles ? limit.rlim_cur - kSpareFiles : 0;
+}
+
+std::time_t EndOf(const CRotatedFile& file) {
+  std::tm time{};
+  const char* const end = ::strptime(file.name.c_str(), "tavok_%Y%m%d_%H%M%S.log", &time);
+  return end != nullptr && *end == '\0' ? ::timegm(&time) : file.state.changed.tv_sec;
+}
+
+// None if there is no such file by now.
+CDescriptor TryToOpen(const std::string& path) {
+  CDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file && errno != ENOENT) throw CFailure("open " + path, errno);
+  return file;
+}
+
+std::vector<CPastFile> Rotated(const std::string& directory) {
+  std::vector<CPastFile> files;
+  for (const CRotatedFile& file : RotatedFiles(directory)) {
+    if (S_ISREG(file.state.mode))
+      files.push_back({file.name, EndOf(file), CDescriptor(), file.state});
+  }
+  std::sort(files.begin(), files.end(), [](const CPastFile& a, const CPastFile& b) {
+    return std::tie(a.end, a.name) < std::tie(b.end, b.name);
+  });
+  return files;
+}
+
+}  // namespace
+
+std::vector<CPastFile> PastFiles(const std::string& directory) {
+  const std::string path = PathIn(directory, kCurrentName);
+  for (;;) {
+    CDescriptor current = TryToOpen(path);
+    std::vector<CPastFile> files = Rotated(directory);
+    if (!current) return files;
+    const CFileState state = Look(current, path);
+    const bool isRotated = std::any_of(files.begin(), files.end(), [&](const CPastFile& file) {
+      return file.state.id == state.id;
+    });
+    if (isRotated) continue;  // just now: there is another current file
+    files.push_back({kCurrentName, kFuture, std::move(current), state});
+    return files;
+  }
+}
+
+std::vector<CPastFile> Within(std::vector<CPastFile> files, std::time_t since, std::time_t until) {
+  std::vector<CPastFile> chosen;
+  std::time_t begin = std::numeric_limits<std::time_t>::min();
+  for (CPastFile& file : files) {
+    const std::time_t end = file.end;
+    if (end >= since && begin <= until) chosen.push_back(std::move(file));
+    begin = end;
+  }
+  return chosen;
+}
+
+void HoldOpen(const std::string& directory, std::vector<CPastFile>& files) {
+  const std::size_t most = std::min(files.size(), RaisedFileLimit());
+  for (std::size_t i = 0; i < most; ++i) {
+    if (!files[i].file) files[i].file = TryToOpen(PathIn(directory, files[i].name));
+  }
+}
+
+bool EnsureOpen(const std::string& directory, CPastFile& file) {
+  const std::string path = PathIn(directory, file.name);
+  if (!file.file) file.file = TryToOpen(path);
+  // A later rotation within the same second may have replaced it.
+  if (file.file && Look(file.file, path).id == file.state.id) return true;
+  Complain(path + " was removed before it could be read");
+  return false;
+}
+
+void WriteAndClose(CPastFile& file, std::uint64_t from, CTextOutput& output) {
+  char block[kBlock];
+  for (std::uint64_t end = Look(file.file, file.name).size; from < end;) {
+    const std::size_t size = std::min<std::uint64_t>(end - from, sizeof block);
+    const ssize_t count = ::pread(file.file.Get(), block, size, static_cast<off_t>(from));
+    if (count == -1) throw CFailure("read " + file.name, errno);
+    if (count == 0) break;  // somebody has truncated it
+    output.Write(block, static_cast<std::size_t>(count));
+    from += static_cast<std::uint64_t>(count);
+  }
+  file.file.Close();
+}

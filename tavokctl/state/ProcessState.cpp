@@ -1,0 +1,80 @@
+#include "state/ProcessState.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <sstream>
+
+#include "ThreadNames.h"
+#include "process/ProcFiles.h"
+#include "process/Systemd.h"
+
+namespace {
+
+constexpr long kSecond = 1'000'000'000;
+
+// What follows a name at the beginning of a line; empty if there is no such line.
+std::string Field(const std::string& text, const std::string& name) {
+  const std::size_t at = ("\n" + text).find("\n" + name + "\t");
+  if (at == std::string::npos) return {};
+  const std::size_t begin = at + name.size() + 1;
+  return text.substr(begin, text.find('\n', begin) - begin);
+}
+
+std::uint64_t Number(const std::string& text) { return std::strtoull(text.c_str(), nullptr, 10); }
+
+// The start of a process in clock ticks since boot: field 22 of its stat file. Field 2 is a name in
+// parentheses, which can contain anything.
+std::uint64_t StartTicks(const std::string& stat) {
+  std::istringstream fields(stat.substr(stat.rfind(')') + 1));
+  std::string field;
+  for (int number = 3; number <= 22; ++number) fields >> field;
+  return Number(field);
+}
+
+long long Nanoseconds(clockid_t clock) {
+  timespec now{};
+  (void)::clock_gettime(clock, &now);
+  return now.tv_sec * static_cast<long long>(kSecond) + now.tv_nsec;
+}
+
+timespec TimeOfTicks(std::uint64_t ticks) {
+  const long long sinceBoot = static_cast<long long>(ticks) * (kSecond / ::sysconf(_SC_CLK_TCK));
+  const long long time = Nanoseconds(CLOCK_REALTIME) - Nanoseconds(CLOCK_BOOTTIME) + sinceBoot;
+  return {static_cast<std::time_t>(time / kSecond), static_cast<long>(time % kSecond)};
+}
+
+bool HasThread(int pid, const std::string& name) {
+  const std::string tasks = ProcPath(pid, "task");
+  const auto threads = ProcEntries(tasks);
+  return std::any_of(threads.begin(), threads.end(), [&](pid_t thread) {
+    return CommAt(tasks + "/" + std::to_string(thread)) == name;
+  });
+}
+
+}  // namespace
+
+CProcessState LookAtProcess(int pid) {
+  const std::string status = ReadText(ProcPath(pid, "status"));
+  const std::string state = Field(status, "State:");
+  CProcessState process{};
+  process.pid = pid;
+  process.since = TimeOfTicks(StartTicks(ReadText(ProcPath(pid, "stat"))));
+  process.memory = Number(Field(status, "VmRSS:")) << 10;
+  process.peakMemory = Number(Field(status, "VmHWM:")) << 10;
+  process.threads = static_cast<unsigned>(Number(Field(status, "Threads:")));
+  process.isReceiving = HasThread(pid, kReceiverName);
+  process.isSuspended = state.starts_with('T') || state.starts_with('t');
+  process.unit = UnitOf(pid);
+  return process;
+}
+
+bool IsYounger(const CFileState& file, const CProcessState& process) {
+  // The kernel tells the start in ticks, and may have cut it.
+  const long long tick = kSecond / ::sysconf(_SC_CLK_TCK);
+  const auto of = [](const timespec& time) {
+    return time.tv_sec * static_cast<long long>(kSecond) + time.tv_nsec;
+  };
+  return of(file.changed) > of(process.since) + tick;
+}

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "base/Files.h"
+
+/// The process of a running tavok, as every user may see it.
+struct CProcessState {
+  int pid;
+  timespec since;
+  std::uint64_t memory;      // resident bytes
+  std::uint64_t peakMemory;  // its maximum so far
+  unsigned threads;
+  bool isReceiving;  // its receive thread lives
+  bool isSuspended;
+  std::string unit;  // of systemd, which holds it; empty if none does
+};
+
+/// Throws CFailure if it has ended.
+CProcessState LookAtProcess(int pid);
+
+/// Whether a file was last changed, renamed to its name included, after the start of the process.
+bool IsYounger(const CFileState& file, const CProcessState& process);

@@ -1,0 +1,152 @@
+#include <sys/mount.h>
+
+#include <atomic>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <thread>
+
+#include "RunningTavok.h"
+
+using nlohmann::json;
+
+namespace {
+
+using Ids = std::vector<std::string>;
+
+// Expects that each form of the report tells the health and the problems, by its text and by the
+// exit status.
+void ExpectHealth(const TempDir& dir, const std::string& health, const Ids& problems,
+                  const std::string& program = TAVOK_DIRECTORY "/tavokctl") {
+  const int status = health == "ok" ? 0 : health == "failing" ? 3 : 4;
+  const auto run = [&](const std::string& form) {
+    Ctl ctl(dir, "status -c conf " + form, "ctl", program);
+    EXPECT_EQ(status, ctl.Status()) << form << ctl.All();
+    return ctl.Out();
+  };
+  const json report = json::parse(run("--json"), nullptr, false);
+  EXPECT_EQ(true, report["running"]) << report;
+  EXPECT_EQ(health, report["health"]) << report;
+  EXPECT_EQ(json(problems), report["problems"]) << report;
+  const std::string text = run(""), metrics = run("--prometheus");
+  for (const std::string& id : problems) {
+    EXPECT_NE(text.npos, text.find(id + ": ")) << text;
+    EXPECT_NE(text.npos, metrics.find("{problem=\"" + id + "\"} 1\n")) << metrics;
+  }
+  EXPECT_EQ(problems.empty(), metrics.find("\"} 1\n") == text.npos) << metrics;
+  EXPECT_EQ(health == "unknown", metrics.find("\ntavok_healthy ") == text.npos) << metrics;
+}
+
+using HealthOfRunning = RunningTavok;
+
+}  // namespace
+
+TEST_F(HealthOfRunning, TellsThatReceptionHasEndedWhateverTheConfigurationSays) {
+  ExpectHealth(m_dir, "ok", {});
+  Sender(m_dir / "socket").Send("");
+  EXPECT_TRUE(m_daemon.Says("Error 104"));
+  ExpectHealth(m_dir, "failing", {"reception-ended"});
+  Nap(30);  // the start of a process is known to a hundredth of a second
+  WriteFile(m_dir / "conf", ReadFile(m_dir / "conf") + "ExternalRotation=1\n");
+  ExpectHealth(m_dir, "failing", {"reception-ended", "configuration-changed"});
+}
+
+TEST_F(HealthOfRunning, TellsWhereTheTextGoes) {
+  const std::string current = m_dir / "log/tmp.tavok";
+  std::filesystem::rename(current, m_dir / "elsewhere");
+  ExpectHealth(m_dir, "failing", {"current-file-missing"});
+  WriteFile(current, "");
+  ExpectHealth(m_dir, "failing", {"current-file-replaced"});
+  std::filesystem::remove(current);
+  m_daemon.Signal(SIGHUP);
+  EXPECT_TRUE(m_daemon.Says("file system error:2"));
+  ExpectHealth(m_dir, "failing", {"no-open-file", "current-file-missing"});
+  WriteFile(current, "");
+  ExpectHealth(m_dir, "failing", {"no-open-file"});
+  m_daemon.Signal(SIGHUP);
+  EXPECT_TRUE(Eventually([&] { return LogFiles(m_dir).size() == 2; }));
+  ExpectHealth(m_dir, "ok", {});
+}
+
+TEST_F(HealthOfRunning, TellsWhereItsSocketIs) {
+  std::filesystem::rename(m_dir / "socket", m_dir / "moved");
+  ExpectHealth(m_dir, "failing", {"socket-replaced"});
+  {
+    const Collector other(m_dir / "socket");
+    ExpectHealth(m_dir, "failing", {"socket-replaced"});
+  }
+  std::filesystem::rename(m_dir / "moved", m_dir / "socket");
+  ExpectHealth(m_dir, "ok", {});
+}
+
+// It is told of the tavok that runs, not of one with these settings.
+TEST_F(HealthOfRunning, OfAnEditedConfigurationIsThatOfTheProcess) {
+  Nap(30);
+  WriteFile(m_dir / "conf", "[LogServer]\nPidFileName=" + (m_dir / "pid") +
+                                "\nDirName=" + (m_dir / "other") + "\nPort=1\n");
+  ExpectHealth(m_dir, "ok", {"configuration-changed"});
+  Expect(m_dir, "status -c conf", 0, m_dir / "log/tmp.tavok");
+}
+
+TEST_F(HealthOfRunning, IsFoundWithoutAPidFile) {
+  std::filesystem::remove(m_dir / "pid");
+  ExpectHealth(m_dir, "ok", {});
+  Expect(m_dir, "status -c conf", 0, "there is no pid file " + (m_dir / "pid") + "; it was found");
+  Expect(m_dir, "rotate -c conf", 0, "tavok has rotated");
+  Expect(m_dir, "stop -c conf", 0, "tavok has stopped: pid " + m_daemon.Pid());
+}
+
+TEST_F(HealthOfRunning, OfASuspendedProcessAndOfDroppedDatagrams) {
+  m_daemon.Pause();
+  ExpectHealth(m_dir, "failing", {"process-suspended"});
+  m_daemon.Signal(SIGCONT);
+
+  const std::string port = std::to_string(FreePort());
+  const UpDaemon udp("Port=" + port + "\n");
+  udp.Pause();
+  const Sender sender(port);
+  for (int i = 0; i < 1000; ++i) sender.Send(std::string(1000, 'x'));
+  udp.Signal(SIGCONT);
+  ExpectHealth(udp, "failing", {"datagrams-dropped"});
+}
+
+TEST(Health, OfAFullFileSystem) {
+  const TempDir dir;
+  const std::string log = dir / "log";
+  std::filesystem::create_directory(log);
+  if (::mount("tmpfs", log.c_str(), "tmpfs", 0, "size=1m") != 0) GTEST_SKIP() << "may not mount";
+  const std::unique_ptr<const char, int (*)(const char*)> mounted(log.c_str(), ::umount);
+  const Daemon daemon(dir);
+  ASSERT_TRUE(daemon.IsUp());
+  ExpectHealth(dir, "ok", {});
+  WriteFile(log + "/filler", std::string(2 << 20, 'f'));
+  ExpectHealth(dir, "failing", {"disk-full"});
+}
+
+TEST_F(HealthOfRunning, IsNotDisturbedByRotations) {
+  std::atomic<bool> isOver = false;
+  std::jthread rotations([&] {
+    while (!isOver) {
+      m_daemon.Signal(SIGHUP);
+      Nap(20);
+    }
+  });
+  for (int i = 0; i < 100; ++i) Expect(m_dir, "status -c conf", 0, "");
+  isOver = true;
+}
+
+// Another user sees that it runs, but not what it has open.
+TEST_F(HealthOfRunning, IsUnknownToWhomTheDescriptorsAreHidden) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs a second user";
+  for (const std::string path : {"", "log"}) {
+    std::filesystem::permissions(m_dir / path, std::filesystem::perms(0755));
+  }
+  std::filesystem::copy_file(TAVOK_DIRECTORY "/tavokctl", m_dir / "tavokctl");
+  const std::string nobody = "setpriv --reuid=65534 --regid=65534 --clear-groups ./tavokctl";
+  ExpectHealth(m_dir, "unknown", {}, nobody);
+  std::filesystem::remove(m_dir / "log/tmp.tavok");
+  ExpectHealth(m_dir, "failing", {"current-file-missing"}, nobody);
+  std::filesystem::remove(m_dir / "pid");
+  Ctl status(m_dir, "status -c conf --json", "ctl", nobody);
+  EXPECT_EQ(4, status.Status());
+  EXPECT_TRUE(status.Says("\"running\": null")) << status.All();
+}

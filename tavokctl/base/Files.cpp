@@ -68,11 +68,13 @@ CFileState Look(const CDescriptor& file, const std::string& path) {
 }
 
 std::optional<CFileState> TryToLook(const std::string& path) {
-  try {
-    return Look(path);
-  } catch (const CFailure&) {
-    return {};
-  }
+  return TryToLook(AT_FDCWD, path.c_str());
+}
+
+std::optional<CFileState> TryToLook(int directory, const char* name) {
+  struct stat status;
+  if (::fstatat(directory, name, &status, 0) == -1) return {};
+  return State(status);
 }
 
 void ReplaceFile(const std::string& path, const std::string& text) {

@@ -44,6 +44,9 @@ CFileState Look(const CDescriptor& file, const std::string& path);
 /// Empty, too, if it cannot be examined.
 std::optional<CFileState> TryToLook(const std::string& path);
 
+/// The same of a name in an open directory.
+std::optional<CFileState> TryToLook(int directory, const char* name);
+
 /// Replaces a file, or makes it, so that a reader finds the old text or the new, whole. Throws
 /// CFailure, "open/write/rename <path>.new: ...".
 void ReplaceFile(const std::string& path, const std::string& text);

@@ -15,6 +15,8 @@ sockaddr_un UnixAddress(const std::string& path) {
 CDescriptor ConnectToUnixSocket(const std::string& path, int& error) {
   const sockaddr_un address = UnixAddress(path);
   CDescriptor probe(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  error = errno;
+  if (!probe) return probe;
   const auto* const to = reinterpret_cast<const sockaddr*>(&address);
   error = ::connect(probe.Get(), to, sizeof address) == 0 ? 0 : errno;
   return probe;

@@ -96,7 +96,9 @@ void AddProblems(const CStatusReport& report, CSheet& sheet) {
 void AddProcess(const CStatusReport& report, CSheet& sheet) {
   if (!report.process) return;
   const CProcessState& process = *report.process;
-  sheet.Line("held by", process.unit.empty() ? "no service manager" : "systemd, " + process.unit);
+  sheet.Line("held by", !process.unit           ? "cannot be told to this user"
+                        : process.unit->empty() ? "no service manager"
+                                                : "systemd, " + *process.unit);
   sheet.Line("memory", Size(process.memory) + ", at most " + Size(process.peakMemory));
 }
 

@@ -14,7 +14,7 @@ void AddProcess(const CStatusReport& report, Json& json) {
   const CProcessState& process = *report.process;
   json["pid"] = process.pid;
   json["since"] = process.since.tv_sec;
-  json["held_by"] = process.unit.empty() ? Json() : Json(process.unit);
+  if (process.unit) json["held_by"] = process.unit->empty() ? Json() : Json(*process.unit);
   json["memory_bytes"] = process.memory;
   json["peak_memory_bytes"] = process.peakMemory;
   json["threads"] = process.threads;

@@ -72,7 +72,7 @@ std::string MetricsOf(const CStatusReport& report) {
     metrics.Add("tavok_healthy", "Whether it runs and no text is being lost.",
                 health == EHealth::kOk ? 1 : 0);
   }
-  metrics.AddProblems(report);
+  if (report.running) metrics.AddProblems(report);
   AddProcess(report, metrics);
   if (report.isConfigRead) AddFiles(report, metrics);
   return metrics.Text();

@@ -83,13 +83,14 @@ std::string UnitProperty(const std::string& unit, const std::string& property) {
   }
 }
 
-std::string UnitOf(pid_t pid) {
+std::optional<std::string> UnitOf(pid_t pid) {
   try {
-    std::string unit = GroupOf(pid);
-    const bool isService = unit.ends_with(".service");
+    const std::string unit = GroupOf(pid);
+    if (!unit.ends_with(".service")) return "";
     // It could be any process of that unit, such as one that a job of cron has left.
-    const bool isMain = isService && UnitProperty(unit, "MainPID") == std::to_string(pid);
-    return isMain ? unit : "";
+    const std::string main = UnitProperty(unit, "MainPID");
+    if (main.empty()) return {};
+    return main == std::to_string(pid) ? unit : "";
   } catch (const CFailure&) {
     return {};
   }

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,5 +19,6 @@ int Systemctl(std::vector<std::string> words);
 /// if systemctl cannot be run.
 std::string UnitProperty(const std::string& unit, const std::string& property);
 
-/// The service whose main process this is; empty if systemd does not hold it.
-std::string UnitOf(pid_t pid);
+/// The service whose main process this is, an empty text if systemd does not hold it; empty if that
+/// cannot be told, as to a user to whom systemd does not speak.
+std::optional<std::string> UnitOf(pid_t pid);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,5 +12,10 @@ struct CRotatedFile {
   CFileState state;
 };
 
-/// All rotated files, earliest change first. Throws CFailure, "read directory <path>: ...".
+/// Calls `use` with each of them, in no order. What cannot be examined, such as a dangling link, is
+/// skipped, as tavok does. Throws CFailure, "read directory <path>: ...".
+void ForEachRotated(const std::string& directory,
+                    const std::function<void(const char* name, const CFileState&)>& use);
+
+/// All of them, in no order. Throws as above.
 std::vector<CRotatedFile> RotatedFiles(const std::string& directory);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "base/Files.h"
 
 /// The process of a running tavok, as every user may see it.
@@ -11,7 +14,7 @@ struct CProcessState {
   unsigned threads;
   bool isReceiving;  // its receive thread lives
   bool isSuspended;
-  std::string unit;  // of systemd, which holds it; empty if none does
+  std::optional<std::string> unit;  // of systemd, as from UnitOf
 };
 
 /// Throws CFailure if it has ended.

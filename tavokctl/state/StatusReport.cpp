@@ -121,12 +121,13 @@ class CStatusLook {
   // Where the descriptors are hidden, who receives at the path may be another process.
   void LookAtPath(const std::string& path) {
     const CReceiver receiver = ReceiverAt(path);
-    if (receiver.error == EACCES || receiver.error == EPERM) {
+    const bool isNobodyThere = receiver.error == ENOENT || receiver.error == ECONNREFUSED;
+    if (receiver.error != 0 && receiver.error != EPROTOTYPE && !isNobodyThere) {
       return Note("connect to " + path + ": " + std::strerror(receiver.error));
     }
     if (!m_open) {
       m_report.socket = receiver.socket;
-      if (receiver.error != 0 && !m_report.isConfigChanged) m_report.isSocketAtPath = false;
+      if (isNobodyThere && !m_report.isConfigChanged) m_report.isSocketAtPath = false;
     } else {
       m_report.isSocketAtPath = receiver.socket && receiver.socket->inode == m_report.socket->inode;
     }
@@ -158,14 +159,17 @@ class CStatusLook {
   }
 
   void LookAtRotated() {
-    const auto files = RotatedFiles(m_directory);
-    m_report.rotatedFiles = files.size();
-    for (const CRotatedFile& file : files) m_report.rotatedBytes += file.state.size;
-    if (files.empty()) return;
-    m_report.oldest = files.front();
-    if (!m_settings.m_bExternalRotation) {
-      m_report.oldestExpires = files.front().state.changed.tv_sec + m_settings.m_nMaxPeriod;
-    }
+    std::uint64_t count = 0;
+    ForEachRotated(m_directory, [&](const char* name, const CFileState& state) {
+      ++count;
+      m_report.rotatedBytes += state.size;
+      // As tavok does, of those changed within one second it takes any.
+      if (m_report.oldest && m_report.oldest->state.changed.tv_sec <= state.changed.tv_sec) return;
+      m_report.oldest = CRotatedFile{name, state};
+    });
+    m_report.rotatedFiles = count;
+    if (!m_report.oldest || m_settings.m_bExternalRotation) return;
+    m_report.oldestExpires = m_report.oldest->state.changed.tv_sec + m_settings.m_nMaxPeriod;
   }
 
   void LookAtDisk() {

@@ -69,6 +69,17 @@ install_missing() {
     fail "Could not install: ${missing[*]}"
 }
 
+# unpack_packages DIRECTORY PACKAGE...: without installing them, which would start their services.
+unpack_packages() {
+  local get=(apt-get -q -o APT::Sandbox::User=root) package
+  mkdir -p "$1"
+  (
+    cd "$1"
+    "${get[@]}" download "${@:2}" || { "${get[@]}" update && "${get[@]}" download "${@:2}"; } || exit
+    for package in "${@:2}"; do dpkg -x "${package}"_[0-9]*.deb . || exit; done
+  )
+}
+
 # Takes further packages as install_missing does.
 install_build_tools() {
   install_missing g++:g++ cmake:cmake ninja-build:ninja \
@@ -89,6 +100,20 @@ build_preset() {
   configure_preset "$1" "${@:3}"
   alone "$1" cmake --build --preset "$1" --target "$2"
 }
+
+# start NAME COMMAND...: in the background; its output is added to NAME.out and NAME.err in $directory.
+# Sets pid, and adds it to pids.
+directory='' pids=()
+start() {
+  "${@:2}" >>"$directory/$1.out" 2>>"$directory/$1.err" &
+  pid=$!
+  pids+=("$pid")
+}
+
+# Sends an empty datagram to the socket whose path follows.
+# shellcheck disable=SC2034 # used by the scripts that source this
+send_empty=(perl -MSocket -e 'socket my $s, AF_UNIX, SOCK_DGRAM, 0;
+  connect $s, sockaddr_un($ARGV[0]) or die; defined send $s, "", 0 or die')
 
 # start_tavok COMMAND...: runs a tavok in the background, with a semaphore set of its own. Sets `tavok`
 # to its process id, and `semaphore`; call end_tavok in the script's EXIT trap.

@@ -15,8 +15,8 @@
 
 namespace {
 
-constexpr int kLooks = 3;
-constexpr useconds_t kBetweenLooksUs = 100'000;
+// Between the looks: not the multiple of any period.
+constexpr useconds_t kPausesUs[] = {37'000, 71'000, 113'000};
 
 // One look at everything that a configuration leads to.
 class CStatusLook {
@@ -214,8 +214,9 @@ EHealth CStatusReport::Health() const {
 
 CStatusReport MakeStatusReport(const std::string& config) {
   CStatusReport report = LookOnce(config);
-  for (int looks = 1; looks < kLooks && report.Health() == EHealth::kFailing; ++looks) {
-    ::usleep(kBetweenLooksUs);
+  for (const useconds_t pause : kPausesUs) {
+    if (report.Health() != EHealth::kFailing) break;
+    ::usleep(pause);
     report = LookOnce(config);
   }
   return report;

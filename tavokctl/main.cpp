@@ -22,6 +22,8 @@ struct CCommand {
   int (*run)(int argc, char** argv);
 };
 
+int Help(int argc, char** argv);
+
 constexpr CCommand kCommands[] = {
     {"check", "read a configuration as tavok would, and warn of what tavok accepts silently",
      Check},
@@ -33,6 +35,7 @@ constexpr CCommand kCommands[] = {
     {"cat", "print all text that has been kept, or that of a time", Cat},
     {"tail", "print the end of the text and follow it across rotations", Tail},
     {"trace", "collect and print the diagnostics of the library that tavok is built on", Trace},
+    {"help", "print this list, or the options of a command", Help},
 };
 
 void PrintUsage(std::FILE* to) {
@@ -61,7 +64,8 @@ int Run(const CCommand& command, std::vector<char*> words) {
     FlushOutput();  // a command whose output is lost has failed
     return status;
   } catch (const CWrongUse& e) {
-    Complain(name + ": " + e.what() + "\nTry " + name + " --help.");
+    Complain(name + ": " + e.what());
+    Complain("Try " + name + " --help.");
     return kWrongUse;
   } catch (const std::exception& e) {
     (void)std::fflush(stdout);
@@ -74,36 +78,44 @@ int RefuseCommand(const std::string& word) {
   std::vector<std::string> names(std::size(kCommands));
   std::transform(std::begin(kCommands), std::end(kCommands), names.begin(),
                  [](const CCommand& command) { return command.name; });
-  Complain("tavokctl: unknown command " + word + Suggestion(word, names) +
-           "\nTry tavokctl --help.");
+  Complain("tavokctl: unknown command " + word + Suggestion(word, names));
+  Complain("Try tavokctl --help.");
   return kWrongUse;
 }
 
-int PrintGeneral(const std::string& word) {
-  if (word == "--version") {
-    Say("tavokctl " TAVOK_VERSION);
-  } else {
+int Help(int argc, char** argv) {
+  static char option[] = "--help";
+  const std::string word = argc > 1 ? argv[1] : "";
+  const CCommand* const command = Find(word);
+  if (word.empty()) {
     PrintUsage(stdout);
+  } else if (word == option || word == "-h") {
+    Say("Usage: tavokctl help [COMMAND]\nPrints the options of a command, or a list of all.");
+  } else if (command == nullptr) {
+    return RefuseCommand(word);
+  } else {
+    char* words[] = {argv[1], option, nullptr};
+    return command->run(2, words);
   }
-  FlushOutput();
   return kDone;
 }
 
 // `words` begin with the command's name.
-int RunWords(std::vector<char*> words) {
+int RunWords(const std::vector<char*>& words) {
   const std::string word = words[0] == nullptr ? "" : words[0];
-  const std::string next = words[0] == nullptr || words[1] == nullptr ? "" : words[1];
-  if (word == "--help" || word == "-h" || word == "--version" || (word == "help" && next.empty())) {
-    return PrintGeneral(word);
-  }
-  if (word.empty()) {
+  if (const CCommand* const command = Find(word)) return Run(*command, words);
+  if (word == "--help" || word == "-h") {
+    PrintUsage(stdout);
+  } else if (word == "--version") {
+    Say("tavokctl " TAVOK_VERSION);
+  } else if (word.empty()) {
     PrintUsage(stderr);
     return kWrongUse;
+  } else {
+    return RefuseCommand(word);
   }
-  static char help[] = "--help";
-  const CCommand* const command = Find(word == "help" ? next : word);
-  if (command == nullptr) return RefuseCommand(word == "help" ? next : word);
-  return Run(*command, word == "help" ? std::vector<char*>{words[1], help, nullptr} : words);
+  FlushOutput();
+  return kDone;
 }
 
 // The option -c may come first: it then goes behind the command.

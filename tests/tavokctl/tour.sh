@@ -16,8 +16,9 @@ timeout 60 env PATH="$2:$PATH" bash -euo pipefail commands >said 2>&1 || { cat s
 
 # What the text around the commands promises, in this order.
 promised=("did you mean MaxSize?" "did you mean MaxSize?" "DirName  *$directory/logs" "is up: pid"
-  "is running: pid" "current file .*tmp.tavok" "tour: hello$" "has rotated: tavok_2"
-  "tour: after the rotation$" "\"running\": true" "\"rotated_files\": 1," "has stopped")
+  "is running: pid" "current file .*tmp.tavok" "configuration-changed: " "has stopped" "is up: pid"
+  "\"health\": \"ok\"" "tour: hello$" "has rotated: tavok_2" "tour: after the rotation$" "tour: hello$"
+  "tour: after the rotation$" "^2$" "\"running\": true" "\"rotated_files\": 1," "has stopped")
 line=0
 for text in "${promised[@]}"; do
   next=$(tail -n +$((line + 1)) said | grep -n -m 1 -e "$text" | cut -d : -f 1) ||

@@ -19,9 +19,8 @@ constexpr useconds_t kPollUs = 2000;
 // Whether nobody else may open it, but for the owner of its directory, who could remove it as well.
 bool IsPrivate(const CDescriptor& file, const std::string& path) {
   struct stat status, folder;
-  const std::string parent = std::filesystem::path(path).parent_path();
-  if (::fstat(file.Get(), &status) == -1 || ::stat((parent + "/.").c_str(), &folder) == -1)
-    return false;
+  const std::string parent = std::filesystem::absolute(path).parent_path();
+  if (::fstat(file.Get(), &status) == -1 || ::stat(parent.c_str(), &folder) == -1) return false;
   const bool isOurs =
       status.st_uid == ::geteuid() || status.st_uid == 0 || status.st_uid == folder.st_uid;
   return S_ISREG(status.st_mode) && isOurs && (status.st_mode & 077) == 0;

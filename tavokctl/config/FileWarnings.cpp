@@ -40,7 +40,7 @@ class CFileWarnings : public CSettingWarnings {
     if (path.empty()) return Warn("DirName", "is empty: tavok will not start");
     WarnOfRelative("DirName", path);
     if (KindOf(path) == 0) {
-      WarnOfFolder("DirName", path, "cannot be created");
+      if (!m_starter.IsMade(path)) WarnOfFolder("DirName", path, "cannot be created");
     } else if (KindOf(path) != S_IFDIR) {
       Warn("DirName", path + " is not a directory: tavok will not start");
     } else if (WarnOfObstacle("DirName", path, W_OK | X_OK)) {

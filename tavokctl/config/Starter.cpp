@@ -62,8 +62,10 @@ void CStarter::ReadUnit() {
   if (system == "strict") m_readOnly = {"/"};
   if (system == "full") m_readOnly = {"/usr", "/boot", "/efi", "/etc"};
   if (system == "yes") m_readOnly = {"/usr", "/boot", "/efi"};
-  auto& homes = home == "read-only" ? m_readOnly : m_hidden;
-  if (!home.empty() && home != "no") homes.insert(homes.end(), {"/home", "/root", "/run/user"});
+  if (!home.empty() && home != "no") {
+    auto& homes = home == "read-only" ? m_readOnly : m_hidden;
+    homes.insert(homes.end(), {"/home", "/root", "/run/user"});
+  }
   AddPaths("ReadOnlyPaths", "", m_readOnly);
   AddPaths("InaccessiblePaths", "", m_hidden);
   AddPaths("LogsDirectory", "/var/log/", m_made);
@@ -80,11 +82,15 @@ void CStarter::ReadUnit() {
 std::string CStarter::Obstacle(const std::string& path, int mode) const {
   std::error_code unknown;
   const std::string real = std::filesystem::weakly_canonical(path, unknown);
-  if (std::find(m_made.begin(), m_made.end(), real) != m_made.end()) return {};
+  if (IsMade(real)) return {};
   if (::access(path.c_str(), mode) == -1) return std::strerror(errno);
   if (Match(m_hidden, real) > Match(m_writable, real)) return "hidden by the sandbox of its unit";
   const bool isReadOnly = Match(m_readOnly, real) > Match(m_writable, real);
   return isReadOnly && (mode & W_OK) != 0 ? "read-only in the sandbox of its unit" : "";
+}
+
+bool CStarter::IsMade(const std::string& path) const {
+  return std::find(m_made.begin(), m_made.end(), path) != m_made.end();
 }
 
 bool CStarter::IsAlone(const std::string& path) const {

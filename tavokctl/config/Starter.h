@@ -15,6 +15,9 @@ class CStarter {
   /// the sandbox does; empty if it can. A directory that systemd makes for it counts as writable.
   std::string Obstacle(const std::string& path, int mode) const;
 
+  /// Whether systemd makes this directory, before it starts tavok.
+  bool IsMade(const std::string& path) const;
+
   /// Whether nobody but tavok sees the same file there.
   bool IsAlone(const std::string& path) const;
 

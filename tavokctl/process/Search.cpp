@@ -1,6 +1,7 @@
 #include "process/Search.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -9,28 +10,34 @@
 #include "LogFileNames.h"
 #include "base/Failure.h"
 #include "base/KernelSockets.h"
+#include "base/UnixSocket.h"
 #include "process/Instance.h"
 #include "process/ProcFiles.h"
 
 namespace {
 
-bool HasSocket(const COpenFiles& files, const CSettings& settings) {
+// Those that receive where these settings say.
+std::vector<CKernelSocket> Receivers(const CSettings& settings) {
   const int port = CSettings::PortNumber(settings.m_strPort);
   if (port == 0) {
     const auto receiver = ReceiverAt(settings.m_strPort).socket;
-    return receiver && files.HasSocket(receiver->inode);
+    return receiver ? std::vector{*receiver} : std::vector<CKernelSocket>();
   }
   const in_addr_t address = AddressOf(settings.m_strBindingAddress);
-  const auto sockets = UdpSockets();
-  return std::any_of(sockets.begin(), sockets.end(), [&](const CKernelSocket& socket) {
-    return socket.port == static_cast<std::uint16_t>(port) && socket.address == address &&
-           files.HasSocket(socket.inode);
+  auto sockets = UdpSockets();
+  std::erase_if(sockets, [&](const CKernelSocket& socket) {
+    return socket.port != static_cast<std::uint16_t>(port) || socket.address != address;
   });
+  return sockets;
 }
 
 bool Uses(const COpenFiles& files, const CSettings& settings) {
   const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
-  return (current && files.HasWritten(current->id)) || HasSocket(files, settings);
+  if (current && files.HasWritten(current->id)) return true;
+  const auto receivers = Receivers(settings);
+  return std::any_of(receivers.begin(), receivers.end(), [&files](const CKernelSocket& socket) {
+    return files.HasSocket(socket.inode);
+  });
 }
 
 std::vector<std::string> WordsOf(pid_t pid) {
@@ -71,6 +78,14 @@ bool MayHaveRead(pid_t pid, const std::filesystem::path& config) {
   }
 }
 
+// Whether certainly nobody receives where these settings say: another user's tavok may have been
+// started with a file of the same name, in another directory.
+bool IsUnheard(const CSettings& settings) {
+  if (CSettings::PortNumber(settings.m_strPort) != 0) return Receivers(settings).empty();
+  const int error = ProbeUnixSocket(settings.m_strPort);
+  return error == ENOENT || error == ECONNREFUSED;
+}
+
 }  // namespace
 
 std::optional<pid_t> FindByUse(const CSettings& settings) {
@@ -83,7 +98,7 @@ std::optional<pid_t> FindByUse(const CSettings& settings) {
       if (MayHaveRead(pid, settings.m_strConfFile)) hidden = pid;
     }
   }
-  if (hidden == 0) return {};
+  if (hidden == 0 || IsUnheard(settings)) return {};
   throw CFailure("look at process " + std::to_string(hidden) +
                  ", which may be it: its descriptors are hidden from this user");
 }

@@ -20,6 +20,7 @@ struct CCommand {
   const char* name;
   const char* summary;
   int (*run)(int argc, char** argv);
+  bool isAct = false;  // it goes on though nobody reads what it prints
 };
 
 int Help(int argc, char** argv);
@@ -27,10 +28,10 @@ int Help(int argc, char** argv);
 constexpr CCommand kCommands[] = {
     {"check", "read a configuration as tavok would, and warn of what tavok accepts silently",
      Check},
-    {"start", "start tavok in the background, and return when it is up", Start},
-    {"stop", "stop the running tavok, and return when it has ended", Stop},
-    {"restart", "stop the running tavok and start a new one at once", Restart},
-    {"rotate", "rotate the current file, and return when that has happened", Rotate},
+    {"start", "start tavok in the background, and return when it is up", Start, true},
+    {"stop", "stop the running tavok, and return when it has ended", Stop, true},
+    {"restart", "stop the running tavok and start a new one at once", Restart, true},
+    {"rotate", "rotate the current file, and return when that has happened", Rotate, true},
     {"status", "show the state of the running tavok, and what is wrong with it", Status},
     {"cat", "print all text that has been kept, or that of a time", Cat},
     {"tail", "print the end of the text and follow it across rotations", Tail},
@@ -59,6 +60,7 @@ const CCommand* Find(const std::string& name) {
 
 int Run(const CCommand& command, std::vector<char*> words) {
   const std::string name = std::string("tavokctl ") + command.name;
+  if (command.isAct) (void)::signal(SIGPIPE, SIG_IGN);
   try {
     const int status = command.run(static_cast<int>(words.size()) - 1, words.data());
     FlushOutput();  // a command whose output is lost has failed
@@ -78,7 +80,8 @@ int RefuseCommand(const std::string& word) {
   std::vector<std::string> names(std::size(kCommands));
   std::transform(std::begin(kCommands), std::end(kCommands), names.begin(),
                  [](const CCommand& command) { return command.name; });
-  Complain("tavokctl: unknown command " + word + Suggestion(word, names));
+  const char* const what = word.starts_with('-') ? "option " : "command ";
+  Complain("tavokctl: unknown " + (what + word) + Suggestion(word, names));
   Complain("Try tavokctl --help.");
   return kWrongUse;
 }
@@ -87,7 +90,7 @@ int Help(int argc, char** argv) {
   static char option[] = "--help";
   const std::string word = argc > 1 ? argv[1] : "";
   const CCommand* const command = Find(word);
-  if (word.empty()) {
+  if (word.empty() || word.starts_with("-c")) {
     PrintUsage(stdout);
   } else if (word == option || word == "-h") {
     Say("Usage: tavokctl help [COMMAND]\nPrints the options of a command, or a list of all.");
@@ -128,7 +131,8 @@ std::vector<char*> Words(int argc, char** argv) {
     if (!isAlone && !word.starts_with("-c") && !word.starts_with("--config=")) break;
     end += isAlone && end + 1 != words.end() ? 2 : 1;
   }
-  if (end != words.end()) std::rotate(words.begin(), end, end + 1);
+  if (end == words.end()) return {nullptr};
+  std::rotate(words.begin(), end, end + 1);
   words.push_back(nullptr);
   return words;
 }
@@ -147,7 +151,7 @@ void KeepClosedOutputClosed() {
 int main(int argc, char** argv) {
   KeepClosedOutputClosed();
   SecureStandardStreams();  // so that no file opened here becomes one of them
-  (void)::signal(SIGPIPE, SIG_DFL);
+  for (const int signal : {SIGPIPE, SIGCHLD}) (void)::signal(signal, SIG_DFL);
   try {
     return RunWords(Words(argc, argv));
   } catch (const CFailure& e) {

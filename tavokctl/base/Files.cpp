@@ -5,6 +5,8 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
+#include <filesystem>
 
 #include "base/Failure.h"
 
@@ -13,14 +15,15 @@ namespace {
 CFileState State(const struct stat& status) {
   return {{status.st_dev, status.st_ino},
           status.st_mode,
+          status.st_uid,
           static_cast<std::uint64_t>(status.st_size),
           status.st_mtime,
           status.st_ctim};
 }
 
-void RequireRegular(const CFileState& state, const std::string& path) {
-  if (S_ISDIR(state.mode)) throw CFailure("read " + path, EISDIR);
-  if (!S_ISREG(state.mode)) throw CFailure("read " + path + ": it is not a regular file");
+void RequireRegular(const CFileState& state, const std::string& path, const char* verb = "read ") {
+  if (S_ISDIR(state.mode)) throw CFailure(verb + path, EISDIR);
+  if (!S_ISREG(state.mode)) throw CFailure(verb + path + ": it is not a regular file");
 }
 
 }  // namespace
@@ -77,18 +80,20 @@ std::optional<CFileState> TryToLook(int directory, const char* name) {
   return State(status);
 }
 
-void ReplaceFile(const std::string& path, const std::string& text) {
-  const std::string draft = path + ".new";
-  {
-    const CDescriptor file = OpenFile(draft, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, 0644);
-    const ssize_t written = ::write(file.Get(), text.data(), text.size());
-    const int error = written == -1 ? errno : ENOSPC;
-    if (written != static_cast<ssize_t>(text.size())) {
-      (void)::unlink(draft.c_str());
-      throw CFailure("write " + draft, error);
-    }
-  }
-  if (::rename(draft.c_str(), path.c_str()) == -1) throw CFailure("rename " + draft, errno);
+void ReplaceFile(const std::string& name, const std::string& text) {
+  if (const auto old = TryToLook(name)) RequireRegular(*old, name, "write ");
+  std::error_code unknown;
+  const std::string path = std::filesystem::weakly_canonical(name, unknown);  // a link stays one
+  std::string draft = path + ".XXXXXX";
+  const CDescriptor file(::mkostemp(draft.data(), O_CLOEXEC));
+  if (!file) throw CFailure("write " + path, errno);
+  (void)::fchmod(file.Get(), 0644);
+  const ssize_t written = ::write(file.Get(), text.data(), text.size());
+  const bool isWhole = written == static_cast<ssize_t>(text.size());
+  if (isWhole && ::rename(draft.c_str(), path.c_str()) == 0) return;
+  const int error = isWhole || written == -1 ? errno : ENOSPC;
+  (void)::unlink(draft.c_str());
+  throw CFailure("write " + path, error);
 }
 
 std::string PathIn(const std::string& directory, const std::string& name) {

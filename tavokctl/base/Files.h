@@ -31,6 +31,7 @@ struct CFileId {
 struct CFileState {
   CFileId id;
   mode_t mode;
+  uid_t owner;
   std::uint64_t size;
   std::time_t written;  // last change of its content
   timespec changed;     // last change of its inode: for a rotated file, the rotation
@@ -47,9 +48,11 @@ std::optional<CFileState> TryToLook(const std::string& path);
 /// The same of a name in an open directory.
 std::optional<CFileState> TryToLook(int directory, const char* name);
 
-/// Replaces a file, or makes it, so that a reader finds the old text or the new, whole. Throws
-/// CFailure, "open/write/rename <path>.new: ...".
-void ReplaceFile(const std::string& path, const std::string& text);
+/// Replaces a regular file, or makes it with mode 0644, so that a reader finds the old text or the
+/// new, whole. The new one has another name in that directory first. Throws CFailure, "write
+/// <path>:
+/// ...", and then leaves all as it was.
+void ReplaceFile(const std::string& name, const std::string& text);
 
 /// The path of a name in a directory.
 std::string PathIn(const std::string& directory, const std::string& name);

@@ -134,6 +134,16 @@ in_addr_t AddressOf(const std::string& bindingAddress) {
   return bindingAddress.empty() ? INADDR_ANY : ::inet_addr(bindingAddress.c_str());
 }
 
+int ErrorOfBinding(in_addr_t address, std::uint16_t port) {
+  sockaddr_in name{};
+  name.sin_family = AF_INET;
+  name.sin_port = htons(port);
+  name.sin_addr.s_addr = address;
+  const CDescriptor probe(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  const auto* const generic = reinterpret_cast<const sockaddr*>(&name);
+  return ::bind(probe.Get(), generic, sizeof name) == 0 ? 0 : errno;
+}
+
 CReceiver ReceiverAt(const std::string& path) {
   CReceiver receiver{};
   const CDescriptor probe = ConnectToUnixSocket(path, receiver.error);

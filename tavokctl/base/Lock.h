@@ -6,7 +6,8 @@
 #include "base/Descriptor.h"
 
 /// A lock between the processes of one user, or of root. It is a file that nobody else may open, so
-/// that no stranger can hold it up; it exists only while somebody has or awaits the lock.
+/// that no stranger can hold it up. It is removed with the lock; one that a killed process has left
+/// does no harm.
 class CLock {
  public:
   /// Waits at most `seconds` for another holder; throws CFailure, "lock <path>: ...", if that takes

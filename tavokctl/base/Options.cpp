@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/Failure.h"
+#include "base/Output.h"
 
 void ReadOptions(int argc, char** argv, const char* usage, std::vector<COption> options) {
   const auto words = ReadOptionsAndWords(argc, argv, usage, std::move(options));
@@ -19,12 +20,13 @@ std::vector<std::string> ReadOptionsAndWords(int argc, char** argv, const char* 
                                              std::vector<COption> options) {
   options.push_back({'h', "help", false, [usage](const std::string&) {
                        std::fputs(usage, stdout);
-                       std::exit(std::fflush(stdout) == 0 ? kDone : kFailed);
+                       FlushOutput();
+                       std::exit(kDone);
                      }});
   std::string letters = "+:";  // stop at the first word that is no option; print no errors
   std::vector<option> table;
   for (const COption& one : options) {
-    letters += one.letter;
+    if (one.letter > ' ') letters += one.letter;
     if (one.hasArgument) letters += ':';
     table.push_back({one.name, one.hasArgument ? 1 : 0, nullptr, one.letter});
   }

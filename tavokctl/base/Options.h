@@ -6,7 +6,7 @@
 
 /// One option of a command. `take` gets the argument, or an empty text for an option without one.
 struct COption {
-  char letter;
+  char letter;  // a control character stands for none, each for one option
   const char* name;
   bool hasArgument;
   std::function<void(const std::string&)> take;

@@ -11,9 +11,13 @@ namespace {
 // Takes on the rights of another user for that: it comes last.
 std::string Explanation(const CSettings& settings) {
   std::string text;
-  const CStarter starter(settings.m_strConfFile, "");
-  for (const CWarning& warning : FindWarnings(settings, starter)) {
-    text += "\n" + Line(settings, warning);
+  try {
+    const CStarter starter(settings.m_strConfFile, "");
+    for (const CWarning& warning : FindWarnings(settings, starter)) {
+      text += "\n" + Line(settings, warning);
+    }
+  } catch (const CFailure& e) {
+    text = "\n" + std::string(e.what());
   }
   return text.empty() ? "" : "\ntavokctl check says:" + text;
 }

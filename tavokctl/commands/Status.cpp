@@ -40,10 +40,12 @@ bool IsColoured() {
 // Makes lines of a name and a text.
 class CSheet {
  public:
+  explicit CSheet(bool isForOutput) : m_isForOutput(isForOutput) {}
+
   void Head(const char* colour, const std::string& text) {
     m_text += Coloured(colour, text) + "\n";
   }
-  void Line(const char* name, const std::string& text) { Add(name, ForOutput(text)); }
+  void Line(const char* name, const std::string& text) { Add(name, Fit(text)); }
   void Alarm(const char* name, const std::string& text) { Add(name, Coloured(kBad, text)); }
 
   const std::string& Text() const { return m_text; }
@@ -53,11 +55,14 @@ class CSheet {
     name.resize(15, ' ');
     m_text += "  " + name + text + "\n";
   }
+  // A file is given what a pipe would be.
+  std::string Fit(const std::string& text) const { return m_isForOutput ? ForOutput(text) : text; }
   std::string Coloured(const char* colour, const std::string& text) const {
-    return m_isColoured ? colour + ForOutput(text) + "\033[0m" : ForOutput(text);
+    return m_isColoured ? colour + Fit(text) + "\033[0m" : Fit(text);
   }
 
-  const bool m_isColoured = IsColoured();
+  const bool m_isForOutput;
+  const bool m_isColoured = m_isForOutput && IsColoured();
   std::string m_text;
 };
 
@@ -88,8 +93,8 @@ void AddProblems(const CStatusReport& report, CSheet& sheet) {
   if (!report.pidFileTrouble.empty()) {
     sheet.Line("note", report.pidFileTrouble + "; it was found by the files that it has open");
   }
-  if (report.process && !report.notKnown.empty()) {
-    sheet.Line("health", "cannot be told in full to this user: ask as root");
+  if (report.process && report.Health() == EHealth::kUnknown) {
+    sheet.Line("health", "cannot be told in full: see \"not known\" below");
   }
 }
 
@@ -120,7 +125,7 @@ void AddFiles(const CStatusReport& report, CSheet& sheet) {
     sheet.Line("current file",
                report.currentPath + ", " + OfLimit(report.current->size, report.maxFileSize));
     sheet.Line("last write", Time(report.current->written));
-  } else if (report.isCurrentMissing) {
+  } else if (report.isCurrentMissing == true) {
     sheet.Alarm("current file", "there is no " + report.currentPath);
   }
   if (report.rotatedFiles) {
@@ -135,8 +140,8 @@ void AddFiles(const CStatusReport& report, CSheet& sheet) {
   if (report.freeBytes) sheet.Line("free space", OfLimit(*report.freeBytes, report.diskBytes));
 }
 
-std::string SheetOf(const CStatusReport& report) {
-  CSheet sheet;
+std::string SheetOf(const CStatusReport& report, bool isForOutput) {
+  CSheet sheet(isForOutput);
   AddHead(report, sheet);
   AddProblems(report, sheet);
   AddProcess(report, sheet);
@@ -182,7 +187,7 @@ int Status(int argc, char** argv) {
   try {
     Print(isJson         ? JsonOf(report) + "\n"
           : isPrometheus ? MetricsOf(report)
-                         : SheetOf(report),
+                         : SheetOf(report, file.empty()),
           file);
   } catch (const CFailure& e) {
     // kFailed would say that tavok does not run.

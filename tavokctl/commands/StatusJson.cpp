@@ -18,7 +18,7 @@ void AddProcess(const CStatusReport& report, Json& json) {
   json["memory_bytes"] = process.memory;
   json["peak_memory_bytes"] = process.peakMemory;
   json["threads"] = process.threads;
-  json["threads_expected"] = process.threads + (process.isReceiving ? 0 : 1);
+  json["threads_expected"] = process.threads + (process.isReceiving == false ? 1 : 0);
 }
 
 void AddSocket(const CStatusReport& report, Json& json) {

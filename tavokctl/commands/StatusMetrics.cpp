@@ -15,8 +15,8 @@ class CMetrics {
   void AddProblems(const CStatusReport& report) {
     Describe("tavok_problem", "Whether there is this problem: see tavokctl(1).", "gauge");
     for (const CProblem& problem : kProblems) {
-      m_text << "tavok_problem{problem=\"" << problem.id << "\"} "
-             << (report.process && problem.applies(report) ? 1 : 0) << '\n';
+      const auto answer = report.process ? problem.applies(report) : false;
+      if (answer) m_text << "tavok_problem{problem=\"" << problem.id << "\"} " << *answer << '\n';
     }
   }
 

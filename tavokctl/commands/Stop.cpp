@@ -16,13 +16,14 @@ constexpr const char* kUsage =
     "  -c, --config FILE      the configuration it was started with\n"
     "  -t, --timeout SECONDS  wait at most this long for its end (default: 30)\n";
 
-// One that the service has not started. The service has stopped, whatever its configuration is by
-// now.
-void StopStray(const std::string& config, unsigned timeout) {
+// The settings, unless the configuration cannot be read by now, which does not keep the service
+// from stopping.
+CRefCount<CSettings> TryToRead(const std::string& config) {
   try {
-    MakeRoom(*ReadSettings(config), timeout);
+    return ReadSettings(config);
   } catch (const CFailure& e) {
-    Complain(std::string("the service has stopped; another tavok was not looked for: ") + e.what());
+    Complain(std::string("another tavok than the service's is not looked for: ") + e.what());
+    return nullptr;
   }
 }
 
@@ -35,7 +36,7 @@ int Stop(int argc, char** argv) {
 
   if (IsServiceOf(config)) {
     StopService();
-    StopStray(config, timeout);
+    if (const auto settings = TryToRead(config)) MakeRoomForService(*settings, timeout);
   } else {
     StopInstance(*ReadSettings(config), timeout);
   }

@@ -15,7 +15,7 @@ constexpr const char* kUsage =
     "  -n, --lines LINES  start with the last LINES lines (default: 10), those of rotated files\n"
     "                     where the current one has fewer\n"
     "  -f, --follow       follow the text, which is the default\n"
-    "  -F, --no-follow    end after those lines\n";
+    "      --no-follow    end after those lines\n";
 
 }  // namespace
 
@@ -29,7 +29,7 @@ int Tail(int argc, char** argv) {
        {'n', "lines", true,
         [&lines](const std::string& count) { lines = ReadCount("-n", count, 0, INT_MAX); }},
        {'f', "follow", false, [&isFollowed](const std::string&) { isFollowed = true; }},
-       {'F', "no-follow", false, [&isFollowed](const std::string&) { isFollowed = false; }}});
+       {'\1', "no-follow", false, [&isFollowed](const std::string&) { isFollowed = false; }}});
 
   CFollower follower(ReadSettings(config)->m_strDirName);
   follower.WriteLastLines(lines);

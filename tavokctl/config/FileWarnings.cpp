@@ -10,6 +10,7 @@
 #include "base/Files.h"
 #include "config/SettingWarnings.h"
 #include "process/Instance.h"
+#include "process/Search.h"
 
 namespace {
 
@@ -52,6 +53,20 @@ class CFileWarnings : public CSettingWarnings {
     if (KindOf(path) == 0) return;
     if (KindOf(path) != S_IFREG) return Warn("DirName", path + " is not a regular file");
     (void)WarnOfObstacle("DirName", path, W_OK);
+    LookForOthers();
+  }
+
+  void LookForOthers() {
+    try {
+      std::string why;
+      const auto running = CInstance::FindVisible(m_settings, why);
+      if (const auto other = FindOtherWriter(m_settings, running ? running->Pid() : 0)) {
+        Warn("DirName", m_settings.m_strDirName + " is in use by process " +
+                            std::to_string(*other) + ", another tavok");
+      }
+    } catch (const CFailure& e) {
+      Warn("PidFileName", e.what());
+    }
   }
 
   void LookAtPidFile() {
@@ -121,7 +136,7 @@ class CFileWarnings : public CSettingWarnings {
     struct statvfs disk;
     if (::statvfs(directory.c_str(), &disk) == -1) return;
     const std::uint64_t size = disk.f_blocks * disk.f_frsize;
-    if (m_settings.m_nMaxSize <= size) return;
+    if (size == 0 || m_settings.m_nMaxSize <= size) return;
     Warn("MaxSize", "is above the size of the file system, " + Size(size) +
                         ": that is full before anything is deleted");
   }

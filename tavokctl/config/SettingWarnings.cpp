@@ -7,8 +7,6 @@
 #include <filesystem>
 
 #include "LogFileNames.h"
-#include "base/Failure.h"
-#include "process/Instance.h"
 
 unsigned CSettingWarnings::LineOf(const char* key) const {
   for (const CConfigLine& line : m_lines) {
@@ -40,15 +38,6 @@ void CSettingWarnings::WarnOfRotatedName(const char* key, const std::string& pat
       std::filesystem::equivalent(FolderOf(path), m_settings.m_strDirName, unknown);
   if (isThere && path.find(kRotatedMark, path.rfind('/') + 1) != std::string::npos) {
     Warn(key, path + " counts as a rotated file and will be deleted");
-  }
-}
-
-bool CSettingWarnings::IsTavokRunning() const {
-  try {
-    std::string why;
-    return CInstance::Find(m_settings, why) != nullptr;
-  } catch (const CFailure&) {
-    return false;
   }
 }
 

@@ -26,9 +26,6 @@ class CSettingWarnings {
   /// Warns about a file that tavok takes for a rotated one.
   void WarnOfRotatedName(const char* key, const std::string& path);
 
-  /// Whether a tavok with these settings runs; false if that cannot be told.
-  bool IsTavokRunning() const;
-
   const CSettings& m_settings;
   const CStarter& m_starter;
 

@@ -1,31 +1,25 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "QELSocket.h"
-#include "base/Descriptor.h"
+#include "base/Failure.h"
 #include "base/KernelSockets.h"
 #include "base/UnixSocket.h"
 #include "config/SettingWarnings.h"
+#include "process/Instance.h"
+#include "process/Search.h"
+#include "process/Service.h"
+#include "process/Systemd.h"
 
 namespace {
 
 constexpr long long kPorts = 65536;
-
-// The errno value of an attempt to bind a UDP socket; 0 if that works.
-int ErrorOfBinding(in_addr_t host, std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = host;
-  const CDescriptor probe(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  const auto* const to = reinterpret_cast<const sockaddr*>(&address);
-  return ::bind(probe.Get(), to, sizeof address) == 0 ? 0 : errno;
-}
 
 class CSocketWarnings : public CSettingWarnings {
  public:
@@ -71,7 +65,7 @@ class CSocketWarnings : public CSettingWarnings {
   }
 
   void LookAtPort() {
-    if (Port() == 0 || IsHeld() || IsTavokRunning()) return;
+    if (Port() == 0 || IsHeld() || IsTavoksOwn()) return;
     const int error = ErrorOfBinding(AddressOf(m_settings.m_strBindingAddress), Port());
     const std::string what = "UDP port " + std::to_string(Port());
     if (error == EADDRINUSE) Warn("Port", what + " is in use: tavok will not start");
@@ -104,7 +98,7 @@ class CSocketWarnings : public CSettingWarnings {
     if (kind != 0 && kind != S_IFDIR && kind != S_IFSOCK) {
       Warn("Port", path + " is not a socket: tavok removes it");
     }
-    if (kind == S_IFSOCK && !IsHeld() && !IsTavokRunning() && IsAlive(path)) {
+    if (kind == S_IFSOCK && !IsHeld() && !IsTavoksOwn() && IsAlive(path)) {
       Warn("Port", path + " is the socket of another program: tavok removes it");
     }
     if (kind == 0 && !IsHeld()) WarnOfFolder("Port", path, "cannot be bound");
@@ -112,9 +106,26 @@ class CSocketWarnings : public CSettingWarnings {
   }
 
   void LookAtHeld() {
+    if (IsHeld() && !IsOpen()) {
+      Warn("Port", m_settings.m_strPort +
+                       " is not what tavok.socket has open by now: that takes "
+                       "tavokctl stop and start");
+    }
     if (m_starter.HeldSockets().empty() || IsHeld()) return;
     Warn("Port", "and BindingAddress differ from what tavok.socket opens, " +
                      m_starter.HeldSockets() + ": senders to that wait for ever");
+  }
+
+  // Whether the socket is that of the tavok that runs with these settings; also if that cannot be
+  // told.
+  bool IsTavoksOwn() const {
+    try {
+      std::string why;
+      const auto running = CInstance::Find(m_settings, why);
+      return running && HasSocket(running->Pid(), m_settings);
+    } catch (const CFailure&) {
+      return true;
+    }
   }
 
   // Whether systemd holds the socket for tavok.
@@ -125,6 +136,16 @@ class CSocketWarnings : public CSettingWarnings {
             ? m_settings.m_strPort
             : (address.empty() ? "0.0.0.0" : address) + ":" + std::to_string(Port());
     return ("\n" + m_starter.HeldSockets()).find("\n" + name + " (Datagram)") != std::string::npos;
+  }
+
+  // Whether somebody has the socket, if systemd should.
+  bool IsOpen() const {
+    if (UnitProperty(kSocketUnit, "ActiveState") != "active") return true;
+    if (CSettings::PortNumber(m_settings.m_strPort) == 0) return IsAlive(m_settings.m_strPort);
+    const auto sockets = UdpSockets();
+    return std::any_of(sockets.begin(), sockets.end(), [this](const CKernelSocket& socket) {
+      return socket.port == Port() && socket.address == AddressOf(m_settings.m_strBindingAddress);
+    });
   }
 
   std::uint16_t Port() const {

@@ -32,7 +32,7 @@ void AddPaths(const std::string& property, const std::string& top,
               std::vector<std::string>& paths) {
   std::istringstream words(OfService(property));
   for (std::string word; words >> word;) {
-    paths.push_back(top + word.substr(word.find_first_not_of("-+")));
+    paths.push_back(top + word.substr(std::min(word.find_first_not_of("-+"), word.size())));
   }
 }
 
@@ -74,7 +74,8 @@ void CStarter::ReadUnit() {
   AddPaths("CacheDirectory", "/var/cache/", m_made);
   m_writable = m_made;
   AddPaths("ReadWritePaths", "", m_writable);
-  m_hasOwnTmp = OfService("PrivateTmp") == "yes";
+  const std::string tmp = OfService("PrivateTmp");
+  m_hasOwnTmp = !tmp.empty() && tmp != "no";
   if (m_hasOwnTmp) m_writable.insert(m_writable.end(), {"/tmp", "/var/tmp"});
   m_heldSockets = UnitProperty(kSocketUnit, "Listen");
 }
@@ -82,11 +83,17 @@ void CStarter::ReadUnit() {
 std::string CStarter::Obstacle(const std::string& path, int mode) const {
   std::error_code unknown;
   const std::string real = std::filesystem::weakly_canonical(path, unknown);
-  if (IsMade(real)) return {};
-  if (::access(path.c_str(), mode) == -1) return std::strerror(errno);
-  if (Match(m_hidden, real) > Match(m_writable, real)) return "hidden by the sandbox of its unit";
-  const bool isReadOnly = Match(m_readOnly, real) > Match(m_writable, real);
-  return isReadOnly && (mode & W_OK) != 0 ? "read-only in the sandbox of its unit" : "";
+  if (!IsMade(real) && ::access(path.c_str(), mode) == -1) return std::strerror(errno);
+  if (IsWithin(m_hidden, real)) return "hidden by the sandbox of its unit";
+  const bool isReadOnly = (mode & W_OK) != 0 && IsWithin(m_readOnly, real);
+  return isReadOnly ? "read-only in the sandbox of its unit" : "";
+}
+
+// Whether one of these directories, and none of the writable ones below it, holds the path.
+bool CStarter::IsWithin(const std::vector<std::string>& directories,
+                        const std::string& path) const {
+  const std::size_t match = Match(directories, path);
+  return match > 0 && match >= Match(m_writable, path);
 }
 
 bool CStarter::IsMade(const std::string& path) const {

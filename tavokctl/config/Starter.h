@@ -27,6 +27,7 @@ class CStarter {
 
  private:
   void ReadUnit();
+  bool IsWithin(const std::vector<std::string>& directories, const std::string& path) const;
 
   std::vector<std::string> m_writable, m_readOnly, m_hidden;
   std::vector<std::string> m_made;  // by systemd, before it starts tavok

@@ -1,22 +1,27 @@
 #include "process/HandOver.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 
 #include "QELString.h"
 #include "base/Failure.h"
 #include "base/Files.h"
+#include "base/KernelSockets.h"
 #include "base/Lock.h"
 #include "base/Output.h"
 #include "base/Stopwatch.h"
 #include "base/UnixSocket.h"
+#include "process/Command.h"
 #include "process/Instance.h"
 #include "process/Launch.h"
+#include "process/ProcFiles.h"
+#include "process/Search.h"
 #include "process/Service.h"
-#include "process/Systemd.h"
 
 namespace {
 
@@ -33,7 +38,7 @@ void RemoveStale(const std::string& pidFile, const std::string& why) {
 
 // systemd would start another, and a command would have told what is not true for long.
 void RefuseTheServices(const CInstance& instance) {
-  if (IsInTheService() || UnitOf(instance.Pid()) != kServiceUnit) return;
+  if (IsInTheService(::getpid()) || !IsInTheService(instance.Pid())) return;
   throw CFailure("stop process " + std::to_string(instance.Pid()) +
                  ": it is that of tavok.service; leave out -c, or use systemctl");
 }
@@ -48,22 +53,80 @@ void RequireWritable(const std::string& pidFile) {
   }
 }
 
+// The new one would run with other rights, and leave files that the old one's user may not open.
+void RequireSameUser(const CInstance& running) {
+  const CFileState process = Look(OpenFile(ProcPath(running.Pid(), ""), O_RDONLY), "/proc");
+  if (process.owner == ::geteuid()) return;
+  throw CFailure("start tavok: process " + std::to_string(running.Pid()) +
+                 " is that of another user, who has to start the next one");
+}
+
+// What keeps a start from failing after the old one has been stopped.
+void RequireDirectory(const std::string& directory) {
+  const std::string folder = std::filesystem::absolute(directory).parent_path();
+  const bool isThere = TryToLook(directory).has_value();
+  if (::access(isThere ? directory.c_str() : folder.c_str(), W_OK | X_OK) == 0) return;
+  throw CFailure("start tavok: write to DirName " + directory, errno);
+}
+
+void RequirePort(const CSettings& settings) {
+  const int port = CSettings::PortNumber(settings.m_strPort);
+  const int error =
+      ErrorOfBinding(AddressOf(settings.m_strBindingAddress), static_cast<std::uint16_t>(port));
+  if (error != 0) throw CFailure("start tavok: bind Port " + settings.m_strPort, error);
+}
+
+void RequireNoOther(const CSettings& settings, pid_t running) {
+  const auto other = FindOtherWriter(settings, running);
+  if (!other) return;
+  throw CFailure("start tavok: DirName " + settings.m_strDirName + " is in use by process " +
+                 std::to_string(*other) + ", another tavok");
+}
+
 // tavok would take the path from whoever receives there.
-void RequireFree(const std::string& port) {
-  if (CSettings::PortNumber(port) != 0 || !IsAlive(port)) return;
-  throw CFailure("start tavok: Port " + port + " is the socket of another program, which answers");
+void RequireFree(const std::string& path) {
+  if (!IsAlive(path)) return;
+  throw CFailure("start tavok: Port " + path + " is the socket of another program, which answers");
+}
+
+void RequireSocket(const CSettings& settings, const CInstance* running) {
+  if (std::getenv("LISTEN_FDS") != nullptr) return;  // a service manager holds it
+  if (running != nullptr && HasSocket(running->Pid(), settings)) return;
+  if (CSettings::PortNumber(settings.m_strPort) == 0) {
+    RequireFree(settings.m_strPort);
+  } else if (running != nullptr) {
+    RequirePort(settings);
+  }
+}
+
+void Clear(const CSettings& settings, const CInstance* running, unsigned seconds, std::string why) {
+  if (running != nullptr) {
+    running->Stop(seconds);
+    why = "tavok has left it";
+  }
+  RemoveStale(settings.m_strPidFileName, why);
 }
 
 }  // namespace
 
 void MakeRoom(const CSettings& settings, unsigned seconds) {
+  RequireWritable(settings.m_strPidFileName);
   std::string why;
-  if (const auto running = CInstance::Find(settings, why)) {
+  const auto running = CInstance::FindVisible(settings, why);
+  if (running) {
     RefuseTheServices(*running);
-    running->Stop(seconds);
-    why = "tavok has left it";
+    RequireSameUser(*running);
+    RequireDirectory(settings.m_strDirName);
   }
-  RemoveStale(settings.m_strPidFileName, why);
+  RequireNoOther(settings, running ? running->Pid() : 0);
+  RequireSocket(settings, running.get());
+  Clear(settings, running.get(), seconds, why);
+}
+
+void MakeRoomForService(const CSettings& settings, unsigned seconds) {
+  std::string why;
+  const auto running = CInstance::FindVisible(settings, why);
+  if (!running || !IsInTheService(running->Pid())) Clear(settings, running.get(), seconds, why);
 }
 
 void StopInstance(const CSettings& settings, unsigned seconds) {
@@ -74,10 +137,10 @@ void StopInstance(const CSettings& settings, unsigned seconds) {
 
 void HandOver(const CSettings& settings, const std::vector<std::string>& options,
               unsigned timeout) {
+  (void)FindProgram();
   RequireWritable(settings.m_strPidFileName);
   const auto lock = LockOf(settings, timeout);
   MakeRoom(settings, timeout);
-  RequireFree(settings.m_strPort);
   const CStopwatch watch;
   const pid_t pid = Launch(settings, options, timeout);
   Say(qel::QELSPrintf("tavok is up: pid %d, %.3f s", pid, watch.Seconds()));

@@ -10,7 +10,14 @@
 /// runs, and removes a pid file that names none, since tavok would signal whatever process has that
 /// id and wait for five seconds. Prints what it has done. Throws CFailure if the old one still runs
 /// after `seconds` or is the service's, or if the pid file holds no process id.
+///
+/// Throws CFailure before all that if the new one could not be found again, would write where
+/// another tavok does or take its socket from another program; and if one runs, so that it is not
+/// stopped in vain, if that is another user's, or if the new one could not write or bind.
 void MakeRoom(const CSettings& settings, unsigned seconds);
+
+/// The same for the service, whose own process is left to systemd, as is its socket.
+void MakeRoomForService(const CSettings& settings, unsigned seconds);
 
 /// Stops the tavok of these settings, waits for its end and prints that. Throws CFailure if none
 /// runs, if it still runs after `seconds`, or if it is the service's, which would start another.

@@ -54,10 +54,31 @@ CPidFile ReadPidFile(const std::string& path) {
 }
 
 std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::string& why) {
-  if (auto named = FindNamed(settings.m_strPidFileName, why)) return named;
-  const auto user = FindByUse(settings);
+  std::string doubt;
+  auto instance = Find(settings, why, doubt);
+  if (!instance && !doubt.empty()) throw CFailure(doubt);
+  return instance;
+}
+
+std::unique_ptr<CInstance> CInstance::FindVisible(const CSettings& settings, std::string& why) {
+  std::string doubt;
+  return Find(settings, why, doubt);
+}
+
+std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::string& why,
+                                           std::string& doubt) {
+  auto named = FindNamed(settings.m_strPidFileName, why);
+  const bool isAnothers = named && IsAnothers(named->Pid(), settings);
+  if (named && !isAnothers) return named;
+  if (isAnothers) {
+    why = "process " + std::to_string(named->Pid()) + ", named in " + settings.m_strPidFileName +
+          ", is the tavok of another configuration";
+  }
+  const auto user = FindByUse(settings, doubt);
   std::string hasEnded;
-  return user ? Open(*user, "", hasEnded) : nullptr;
+  if (user) return Open(*user, "", hasEnded);
+  if (isAnothers) throw CFailure("find tavok: " + why);
+  return nullptr;
 }
 
 std::unique_ptr<CInstance> CInstance::Get(const CSettings& settings) {
@@ -82,7 +103,7 @@ std::unique_ptr<CInstance> CInstance::Open(pid_t pid, const std::string& namedIn
   if (!process && errno != ESRCH && errno != EINVAL && errno != ENOENT) {
     throw CFailure("open process " + std::to_string(pid), errno);
   }
-  std::unique_ptr<CInstance> instance(new CInstance(pid, std::move(process)));
+  auto instance = std::unique_ptr<CInstance>(new CInstance(pid, std::move(process)));
   const std::string name = instance->m_process ? NameOf(pid) : "";
   const std::string what = "process " + std::to_string(pid) + namedIn;
   if (name.empty() && instance->m_process && !instance->AwaitEnd(0)) {

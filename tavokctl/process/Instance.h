@@ -30,11 +30,16 @@ class CInstance {
  public:
   /// The tavok of these settings, if it runs: the one that the pid file names, or else the one that
   /// has the current file or the socket open. `why` becomes the reason if it is not the first:
-  /// there is no pid file, no such process, or it is another program. Null if there is neither.
-  /// Throws CFailure if that cannot be found out.
+  /// there is no pid file, no such process, it is another program, or a tavok of another
+  /// configuration. Null if there is neither. Throws CFailure if that cannot be found out, or if
+  /// all that is found is the other tavok.
   static std::unique_ptr<CInstance> Find(const CSettings& settings, std::string& why);
 
-  /// The same, but throws CFailure, "find tavok: <why>", instead of returning null.
+  /// The same, but takes one that cannot be seen for none: for a start, to which it leaves no
+  /// trace.
+  static std::unique_ptr<CInstance> FindVisible(const CSettings& settings, std::string& why);
+
+  /// As Find, but throws CFailure, "find tavok: <why>", instead of returning null.
   static std::unique_ptr<CInstance> Get(const CSettings& settings);
 
   pid_t Pid() const { return m_pid; }
@@ -52,6 +57,8 @@ class CInstance {
  private:
   CInstance(pid_t pid, CDescriptor process) : m_pid(pid), m_process(std::move(process)) {}
 
+  static std::unique_ptr<CInstance> Find(const CSettings& settings, std::string& why,
+                                         std::string& doubt);
   static std::unique_ptr<CInstance> FindNamed(const std::string& pidFile, std::string& why);
   static std::unique_ptr<CInstance> Open(pid_t pid, const std::string& namedIn, std::string& why);
 

@@ -38,6 +38,11 @@ std::string ProcPath(pid_t pid, const std::string& name) {
   return "/proc/" + std::to_string(pid) + "/" + name;
 }
 
+std::string PathSeenBy(pid_t pid, const std::string& path) {
+  const std::string base = path.starts_with('/') ? "" : LinkAt(ProcPath(pid, "cwd"));
+  return base.empty() ? path : PathIn(base, path);
+}
+
 std::vector<pid_t> ProcEntries(const std::string& directory) {
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::opendir(directory.c_str()), &::closedir);
   if (!stream) throw CFailure("look at " + directory, errno);

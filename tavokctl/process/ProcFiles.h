@@ -13,6 +13,9 @@
 /// The path of a file about a process, "/proc/PID/NAME".
 std::string ProcPath(pid_t pid, const std::string& name);
 
+/// A path as a process means it, relative to its working directory if that can be seen.
+std::string PathSeenBy(pid_t pid, const std::string& path);
+
 /// The processes and threads listed in a directory of /proc. Throws CFailure, "look at <path>:
 /// ...".
 std::vector<pid_t> ProcEntries(const std::string& directory);

@@ -1,7 +1,6 @@
 #include "process/Search.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -10,40 +9,34 @@
 #include "LogFileNames.h"
 #include "base/Failure.h"
 #include "base/KernelSockets.h"
-#include "base/UnixSocket.h"
 #include "process/Instance.h"
 #include "process/ProcFiles.h"
 
 namespace {
 
-// Those that receive where these settings say.
-std::vector<CKernelSocket> Receivers(const CSettings& settings) {
+bool HasSocket(const COpenFiles& files, pid_t pid, const CSettings& settings) {
   const int port = CSettings::PortNumber(settings.m_strPort);
   if (port == 0) {
-    const auto receiver = ReceiverAt(settings.m_strPort).socket;
-    return receiver ? std::vector{*receiver} : std::vector<CKernelSocket>();
+    const auto receiver = ReceiverAt(PathSeenBy(pid, settings.m_strPort)).socket;
+    return receiver && files.HasSocket(receiver->inode);
   }
   const in_addr_t address = AddressOf(settings.m_strBindingAddress);
-  auto sockets = UdpSockets();
-  std::erase_if(sockets, [&](const CKernelSocket& socket) {
-    return socket.port != static_cast<std::uint16_t>(port) || socket.address != address;
-  });
-  return sockets;
-}
-
-bool Uses(const COpenFiles& files, const CSettings& settings) {
-  const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
-  if (current && files.HasWritten(current->id)) return true;
-  const auto receivers = Receivers(settings);
-  return std::any_of(receivers.begin(), receivers.end(), [&files](const CKernelSocket& socket) {
-    return files.HasSocket(socket.inode);
+  const auto sockets = UdpSockets();
+  return std::any_of(sockets.begin(), sockets.end(), [&](const CKernelSocket& socket) {
+    return socket.port == static_cast<std::uint16_t>(port) && socket.address == address &&
+           files.HasSocket(socket.inode);
   });
 }
 
+// Those of its command line; none if it has ended.
 std::vector<std::string> WordsOf(pid_t pid) {
-  std::istringstream text(ReadText(ProcPath(pid, "cmdline")));
   std::vector<std::string> words;
-  for (std::string word; std::getline(text, word, '\0');) words.push_back(word);
+  try {
+    std::istringstream text(ReadText(ProcPath(pid, "cmdline")));
+    for (std::string word; std::getline(text, word, '\0');) words.push_back(word);
+  } catch (const CFailure&) {
+    words.clear();
+  }
   return words;
 }
 
@@ -66,39 +59,84 @@ std::string ConfigOf(pid_t pid) {
   return config;
 }
 
-// Whether a process whose descriptors are hidden may have been started with the configuration.
-bool MayHaveRead(pid_t pid, const std::filesystem::path& config) {
-  try {
-    const std::filesystem::path its = ConfigOf(pid);
-    std::error_code missing;
-    return its.is_absolute() ? std::filesystem::equivalent(its, config, missing)
-                             : its.filename() == config.filename();
-  } catch (const CFailure&) {
-    return false;  // it has ended
+// Whether it was started with this configuration; for a relative name that cannot be resolved, with
+// one of that name.
+bool HasRead(pid_t pid, const std::filesystem::path& config) {
+  const std::filesystem::path its = PathSeenBy(pid, ConfigOf(pid));
+  std::error_code missing;
+  return its.is_absolute() ? std::filesystem::equivalent(its, config, missing)
+                           : its.filename() == config.filename();
+}
+
+bool HasCurrent(const COpenFiles& files, pid_t pid, const CSettings& settings) {
+  const std::string directory = PathSeenBy(pid, settings.m_strDirName);
+  const auto current = TryToLook(PathIn(directory, kCurrentName));
+  return current && files.HasWritten(current->id);
+}
+
+bool Uses(const COpenFiles& files, pid_t pid, const CSettings& settings) {
+  return HasCurrent(files, pid, settings) || HasSocket(files, pid, settings);
+}
+
+// Whether a process whose descriptors are hidden may be it: another user's can have a configuration
+// of the same name, or can pretend to have this one.
+bool MayUse(pid_t pid, const CSettings& settings) {
+  auto its = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
+  if (!its) its = TryToLook(settings.m_strDirName);
+  const auto process = TryToLook(ProcPath(pid, ""));
+  return its && process && its->owner == process->owner && HasRead(pid, settings.m_strConfFile);
+}
+
+// The first process is always there, but not for everybody.
+bool AreOthersHidden() { return !TryToLook("/proc/1"); }
+
+// Calls `use` with each process that is a tavok and has not ended.
+template <class Use>
+void ForEachTavok(Use use) {
+  for (const pid_t pid : ProcEntries("/proc")) {
+    // One that has ended, but was not waited for, has no words.
+    if (CommAt(ProcPath(pid, "")) == kProgramName && !WordsOf(pid).empty()) use(pid);
   }
 }
 
-// Whether certainly nobody receives where these settings say: another user's tavok may have been
-// started with a file of the same name, in another directory.
-bool IsUnheard(const CSettings& settings) {
-  if (CSettings::PortNumber(settings.m_strPort) != 0) return Receivers(settings).empty();
-  const int error = ProbeUnixSocket(settings.m_strPort);
-  return error == ENOENT || error == ECONNREFUSED;
+std::optional<COpenFiles> TryToSee(pid_t pid) {
+  try {
+    return OpenFilesOf(pid);
+  } catch (const CFailure&) {
+    return {};
+  }
 }
 
 }  // namespace
 
-std::optional<pid_t> FindByUse(const CSettings& settings) {
-  pid_t hidden = 0;
-  for (const pid_t pid : ProcEntries("/proc")) {
-    if (CommAt(ProcPath(pid, "")) != kProgramName) continue;
-    try {
-      if (Uses(OpenFilesOf(pid), settings)) return pid;
-    } catch (const CFailure&) {
-      if (MayHaveRead(pid, settings.m_strConfFile)) hidden = pid;
-    }
-  }
-  if (hidden == 0 || IsUnheard(settings)) return {};
-  throw CFailure("look at process " + std::to_string(hidden) +
-                 ", which may be it: its descriptors are hidden from this user");
+std::optional<pid_t> FindByUse(const CSettings& settings, std::string& doubt) {
+  if (AreOthersHidden()) doubt = "find tavok: the processes of other users are hidden";
+  std::optional<pid_t> found;
+  ForEachTavok([&](pid_t pid) {
+    const auto files = TryToSee(pid);
+    if (files && HasRead(pid, settings.m_strConfFile) && Uses(*files, pid, settings)) found = pid;
+    if (files || !MayUse(pid, settings)) return;
+    doubt = "look at process " + std::to_string(pid) +
+            ", which may be it: its descriptors are hidden from this user";
+  });
+  return found;
+}
+
+std::optional<pid_t> FindOtherWriter(const CSettings& settings, pid_t own) {
+  std::optional<pid_t> other;
+  ForEachTavok([&](pid_t pid) {
+    const auto files = TryToSee(pid);
+    const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
+    if (pid != own && files && current && files->HasWritten(current->id)) other = pid;
+  });
+  return other;
+}
+
+bool IsAnothers(pid_t pid, const CSettings& settings) {
+  const auto files = TryToSee(pid);
+  return files && !HasRead(pid, settings.m_strConfFile) && !Uses(*files, pid, settings);
+}
+
+bool HasSocket(pid_t pid, const CSettings& settings) {
+  return HasSocket(OpenFilesOf(pid), pid, settings);
 }

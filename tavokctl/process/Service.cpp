@@ -9,6 +9,7 @@
 #include "base/Files.h"
 #include "base/Output.h"
 #include "process/HandOver.h"
+#include "process/ProcFiles.h"
 #include "process/Systemd.h"
 
 namespace {
@@ -27,24 +28,24 @@ void Act(const std::string& verb, const std::string& unit) {
 }  // namespace
 
 bool IsServiceOf(const std::string& config) {
-  if (IsInTheService()) return false;
+  if (IsInTheService(::getpid())) return false;
   std::error_code missing;
   const bool isItsFile =
       config == TAVOK_CONFIG || std::filesystem::equivalent(config, TAVOK_CONFIG, missing);
   return isItsFile && IsSystemdThere() && ::access(TAVOK_UNITS "/tavok.service", F_OK) == 0;
 }
 
-// By the control group: an operator may have written the unit.
-bool IsInTheService() {
+bool IsInTheService(pid_t pid) {
   try {
-    return ReadText("/proc/self/cgroup").find(std::string("/") + kServiceUnit) != std::string::npos;
+    return ReadText(ProcPath(pid, "cgroup")).find(std::string("/") + kServiceUnit) !=
+           std::string::npos;
   } catch (const CFailure&) {
     return false;
   }
 }
 
 void RestartService(const CSettings& settings, unsigned seconds) {
-  if (!IsActive(kServiceUnit)) MakeRoom(settings, seconds);
+  if (!IsActive(kServiceUnit)) MakeRoomForService(settings, seconds);
   Act("restart", kServiceUnit);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "Settings.h"
@@ -14,8 +16,8 @@ inline constexpr const char* kSocketUnit = "tavok.socket";
 /// is not one of the service's itself.
 bool IsServiceOf(const std::string& config);
 
-/// Whether this process is one of the service's.
-bool IsInTheService();
+/// Whether a process is one of the service's, by its control group.
+bool IsInTheService(pid_t pid);
 
 /// Starts the service, anew if it runs; its socket is kept meanwhile. First stops a tavok with
 /// these settings that the service did not start, waiting at most `seconds` for its end. Prints the

@@ -54,13 +54,12 @@ std::string OutputOf(const std::vector<std::string>& words) {
   return text;
 }
 
-// The last part of the path of its control group, in either hierarchy that systemd may use.
+// Its control group, in either hierarchy that systemd may use.
 std::string GroupOf(pid_t pid) {
   std::istringstream lines(ReadText(ProcPath(pid, "cgroup")));
   for (std::string line; std::getline(lines, line);) {
     if (line.starts_with("0::/") || line.find(":name=systemd:/") != std::string::npos) {
-      const std::string name = line.substr(line.rfind('/') + 1);
-      if (!name.empty()) return name;
+      if (!line.ends_with('/')) return line;
     }
   }
   return {};
@@ -85,8 +84,10 @@ std::string UnitProperty(const std::string& unit, const std::string& property) {
 
 std::optional<std::string> UnitOf(pid_t pid) {
   try {
-    const std::string unit = GroupOf(pid);
+    const std::string group = GroupOf(pid);
+    std::string unit = group.substr(group.rfind('/') + 1);
     if (!unit.ends_with(".service")) return "";
+    if (group.find("/user@") != group.npos) return {};  // of a user's own manager
     // It could be any process of that unit, such as one that a job of cron has left.
     const std::string main = UnitProperty(unit, "MainPID");
     if (main.empty()) return {};

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -59,15 +60,20 @@ void CFollower::WriteLastLines(unsigned lines) {
 // Those of the last lines that are in rotated files.
 void CFollower::WriteRotated(CLineSearch& search) {
   std::vector<CPastFile> files = FilesBefore(m_directory, m_id);
+  const std::size_t most = RaiseFileLimit();
   std::size_t first = files.size();
   std::uint64_t begin = 0;
   for (bool isFound = false; !isFound && first > 0;) {
     CPastFile& file = files[--first];
-    if (!EnsureOpen(m_directory, file)) continue;
+    if (!EnsureOpen(m_directory, file)) {
+      files.erase(files.begin() + static_cast<std::ptrdiff_t>(first));
+      continue;
+    }
     begin = search.BeginIn(file.file, Look(file.file, file.name).size, isFound);
+    if (files.size() - first > most) file.file.Close();  // to be opened again
   }
   for (; first < files.size(); ++first) {
-    if (files[first].file) WriteAndClose(files[first], begin, m_output);
+    if (EnsureOpen(m_directory, files[first])) WriteAndClose(files[first], begin, m_output);
     begin = 0;
   }
 }
@@ -95,7 +101,7 @@ void CFollower::ReadEvents() {
 
 void CFollower::TakeEvent(const inotify_event& event) {
   if (event.mask & IN_Q_OVERFLOW) m_hasLostEvents = true;
-  const bool isCurrent = std::strcmp(event.name, kCurrentName) == 0;
+  const bool isCurrent = event.len > 0 && std::strcmp(event.name, kCurrentName) == 0;
   if (isCurrent && event.mask & IN_MOVED_FROM) {
     m_rotated.emplace_back();
     m_cookie = event.cookie;
@@ -110,7 +116,7 @@ bool CFollower::AwaitEvent(int timeoutMs) const {
   pollfd entries[] = {{m_events.Get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
   (void)::poll(entries, 2, timeoutMs);
   // The reader has gone: end now, not at the next message.
-  if (entries[1].revents & POLLERR) throw CFailure("write standard output", EPIPE);
+  if (entries[1].revents & POLLERR) (void)::raise(SIGPIPE);
   return entries[0].revents != 0;
 }
 
@@ -166,11 +172,12 @@ void CFollower::OpenNext() {
 // replaced the file of an earlier one, both names in m_rotated lead to it.
 bool CFollower::Open(const std::string& name) {
   const std::string path = PathIn(m_directory, name);
-  CDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  CDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file && errno != ENOENT) throw CFailure("open " + path, errno);
   if (!file || name.empty()) return false;
-  const CFileId id = Look(file, path).id;
-  if (id == std::exchange(m_id, id)) return false;
+  const CFileState state = Look(file, path);
+  if (!S_ISREG(state.mode)) throw CFailure("read " + path + ": it is not a regular file");
+  if (state.id == std::exchange(m_id, state.id)) return false;
   m_file = std::move(file);
   m_last.Close();
   return true;
@@ -182,9 +189,12 @@ void CFollower::Resume() {
   const auto open = std::find_if(files.begin(), files.end(),
                                  [this](const CPastFile& file) { return file.state.id == m_id; });
   m_rotated.clear();
-  if (open == files.end()) m_rotated.emplace_back();  // it has been deleted
-  for (auto file = open == files.end() ? files.begin() : open; file != files.end(); ++file) {
-    if (file->name != kCurrentName) m_rotated.push_back(file->name);
+  const bool isThere = open != files.end();
+  if (!isThere) m_rotated.emplace_back();  // it has been deleted
+  const std::time_t last = m_file ? Look(m_file, m_directory).written : 0;
+  for (auto file = isThere ? open : files.begin(); file != files.end(); ++file) {
+    const bool isLater = isThere || file->state.changed.tv_sec >= last;
+    if (isLater && file->name != kCurrentName) m_rotated.push_back(file->name);
   }
   Complain(
       "tavokctl tail: events were lost, since the output was stalled for too long: what was "

@@ -2,43 +2,59 @@
 
 #include "state/StatusReport.h"
 
+namespace {
+
+using Answer = std::optional<bool>;
+
+Answer Not(const Answer& answer) { return answer ? Answer(!*answer) : answer; }
+
+}  // namespace
+
 const std::array<CProblem, 9> kProblems = {{
     {"reception-ended",
      "nothing is received any more, after an empty datagram or an error: restart tavok", true,
-     [](const CStatusReport& report) { return !report.process->isReceiving; }},
+     [](const CStatusReport& report) -> Answer { return Not(report.process->isReceiving); }},
     {"no-open-file", "no file is open since a rotation failed, and all text is lost: restart tavok",
-     true, [](const CStatusReport& report) { return report.hasOpenFile == false; }},
+     true, [](const CStatusReport& report) -> Answer { return Not(report.hasOpenFile); }},
     {"current-file-missing",
      "the current file has been removed or moved, and text goes to the old one: restart tavok",
-     true, [](const CStatusReport& report) { return report.isCurrentMissing; }},
+     true, [](const CStatusReport& report) -> Answer { return report.isCurrentMissing; }},
     {"current-file-replaced", "the current file is not the one that tavok writes to: restart tavok",
      true,
-     [](const CStatusReport& report) {
-       return report.current && report.hasOpenFile == true && report.isCurrentOpen == false;
+     [](const CStatusReport& report) -> Answer {
+       const bool isNone = report.isCurrentMissing == true || report.hasOpenFile == false;
+       return isNone ? false : Not(report.isCurrentOpen);
      }},
-    {"disk-full", "text is lost: make room, or lower MaxSize and restart tavok", true,
-     [](const CStatusReport& report) { return report.isDiskFull; }},
+    {"disk-full",
+     "text is lost, or will be at the next rotation: no room, or no inode, is left; make room",
+     true, [](const CStatusReport& report) -> Answer { return report.isDiskFull; }},
     {"datagrams-dropped",
      "the kernel has dropped datagrams since the socket was made, which tavok was too slow to "
      "take: "
      "let senders use a Unix-domain socket, or enlarge the buffer",
-     true, [](const CStatusReport& report) { return report.socket && report.socket->dropped > 0; }},
+     true,
+     [](const CStatusReport& report) -> Answer {
+       return report.socket ? std::optional(report.socket->dropped > 0) : std::nullopt;
+     }},
     {"process-suspended", "tavok is stopped by a signal or a debugger: send it SIGCONT", true,
-     [](const CStatusReport& report) { return report.process->isSuspended; }},
+     [](const CStatusReport& report) -> Answer { return report.process->isSuspended; }},
     {"socket-replaced",
      "the path of its socket does not lead to it, so that no sender does: restart tavok, the "
      "service by tavokctl stop and start",
-     true, [](const CStatusReport& report) { return report.isSocketAtPath == false; }},
+     true,
+     [](const CStatusReport& report) -> Answer {
+       return report.isUdp ? false : Not(report.isSocketAtPath);
+     }},
     {"configuration-changed",
      "the configuration is younger than the process, which does not know it yet: restart tavok",
-     false, [](const CStatusReport& report) { return report.isConfigChanged; }},
+     false, [](const CStatusReport& report) -> Answer { return report.isConfigChanged; }},
 }};
 
 std::vector<const CProblem*> FindProblems(const CStatusReport& report) {
   std::vector<const CProblem*> problems;
   if (!report.process) return problems;
   for (const CProblem& problem : kProblems) {
-    if (problem.applies(report)) problems.push_back(&problem);
+    if (problem.applies(report) == true) problems.push_back(&problem);
   }
   return problems;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <vector>
 
 struct CStatusReport;
@@ -10,7 +11,8 @@ struct CProblem {
   const char* id;
   const char* meaning;  // what it means, and what to do
   bool isFailure;       // text is being lost, or is about to be
-  bool (*applies)(const CStatusReport&);
+  // Of a tavok that runs; empty if that cannot be told.
+  std::optional<bool> (*applies)(const CStatusReport&);
 };
 
 /// All of them, in the order in which they are told.

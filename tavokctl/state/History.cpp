@@ -17,28 +17,19 @@
 namespace {
 
 constexpr std::time_t kFuture = std::numeric_limits<std::time_t>::max();
-constexpr std::size_t kSpareFiles = 16;
 constexpr std::size_t kBlock = 65536;
-
-std::size_t RaisedFileLimit() {
-  rlimit limit{};
-  (void)::getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  (void)::setrlimit(RLIMIT_NOFILE, &limit);
-  return limit.rlim_cur > kSpareFiles ? limit.rlim_cur - kSpareFiles : 0;
-}
 
 std::time_t EndOf(const CRotatedFile& file) {
   std::tm time{};
   const char* const end = ::strptime(file.name.c_str(), "tavok_%Y%m%d_%H%M%S.log", &time);
-  return end != nullptr && *end == '\0' ? ::timegm(&time) : file.state.changed.tv_sec;
+  const std::time_t changed = file.state.changed.tv_sec;
+  // A name of the future is that of a clock that was wrong, or somebody's joke.
+  return end != nullptr && *end == '\0' ? std::min(::timegm(&time), changed) : changed;
 }
 
-// None if there is no such file by now.
+// None, with errno, if it cannot be opened.
 CDescriptor TryToOpen(const std::string& path) {
-  CDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file && errno != ENOENT) throw CFailure("open " + path, errno);
-  return file;
+  return CDescriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
 }
 
 std::vector<CPastFile> Rotated(const std::string& directory) {
@@ -59,13 +50,14 @@ std::vector<CPastFile> PastFiles(const std::string& directory) {
   const std::string path = PathIn(directory, kCurrentName);
   for (;;) {
     CDescriptor current = TryToOpen(path);
+    if (!current && errno != ENOENT) throw CFailure("open " + path, errno);
     std::vector<CPastFile> files = Rotated(directory);
     if (!current) return files;
     const CFileState state = Look(current, path);
-    const bool isRotated = std::any_of(files.begin(), files.end(), [&](const CPastFile& file) {
-      return file.state.id == state.id;
-    });
-    if (isRotated) continue;  // just now: there is another current file
+    const auto now = TryToLook(path);
+    // Rotated just now; a link to it that is called like a rotated file is another thing.
+    if (now && !(now->id == state.id)) continue;
+    std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });
     files.push_back({kCurrentName, kFuture, std::move(current), state});
     return files;
   }
@@ -82,8 +74,16 @@ std::vector<CPastFile> Within(std::vector<CPastFile> files, std::time_t since, s
   return chosen;
 }
 
+std::size_t RaiseFileLimit() {
+  rlimit limit{};
+  (void)::getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  (void)::setrlimit(RLIMIT_NOFILE, &limit);
+  return limit.rlim_cur / 2;
+}
+
 void HoldOpen(const std::string& directory, std::vector<CPastFile>& files) {
-  const std::size_t most = std::min(files.size(), RaisedFileLimit());
+  const std::size_t most = std::min(files.size(), RaiseFileLimit());
   for (std::size_t i = 0; i < most; ++i) {
     if (!files[i].file) files[i].file = TryToOpen(PathIn(directory, files[i].name));
   }
@@ -92,8 +92,13 @@ void HoldOpen(const std::string& directory, std::vector<CPastFile>& files) {
 bool EnsureOpen(const std::string& directory, CPastFile& file) {
   const std::string path = PathIn(directory, file.name);
   if (!file.file) file.file = TryToOpen(path);
+  if (!file.file && errno != ENOENT) {
+    Complain("open " + path + ": " + std::strerror(errno));
+    return false;
+  }
   // A later rotation within the same second may have replaced it.
   if (file.file && Look(file.file, path).id == file.state.id) return true;
+  file.file.Close();
   Complain(path + " was removed before it could be read");
   return false;
 }

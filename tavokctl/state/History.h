@@ -17,20 +17,24 @@ struct CPastFile {
 
 /// The files of a log directory in the order in which they were written: the rotated ones by the
 /// time of their rotation, then the current one, if there is one, open. Of a file whose name is
-/// that of a rotation, the name tells its time, else the last change of its inode. A rotation
-/// meanwhile is seen as if it came before or after. Throws CFailure.
+/// that of a rotation, the name tells its time, else, or if that is earlier, the last change of its
+/// inode. A rotation meanwhile is seen as if it came before or after. Throws CFailure.
 std::vector<CPastFile> PastFiles(const std::string& directory);
 
 /// Only those that may hold text from a time to another, both included: tavok keeps no time for
 /// each line, so a file counts whole, from the rotation before it to its own.
 std::vector<CPastFile> Within(std::vector<CPastFile> files, std::time_t since, std::time_t until);
 
-/// Opens them, so that they can be read when they have been deleted, oldest first and as many as
-/// this process may, whose limit is raised. Throws CFailure.
+/// Raises the limit on open files of this process as far as it may, and returns how many of them a
+/// command should hold.
+std::size_t RaiseFileLimit();
+
+/// Opens them, so that they can be read when they have been deleted: as many as this process may,
+/// oldest first. What cannot be opened is left for EnsureOpen to tell.
 void HoldOpen(const std::string& directory, std::vector<CPastFile>& files);
 
-/// Opens it, unless it is open. Returns false, after saying so on standard error, if it was removed
-/// before. Throws CFailure.
+/// Opens it, unless it is open. Returns false, after saying so on standard error, if it has been
+/// removed or cannot be opened. Throws CFailure.
 bool EnsureOpen(const std::string& directory, CPastFile& file);
 
 /// Writes the text of an open file, from an offset to the end that it has by now, and closes it.

@@ -3,6 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+
+#include "base/Failure.h"
 
 namespace {
 
@@ -20,6 +23,7 @@ std::uint64_t CLineSearch::BeginIn(const CDescriptor& file, std::uint64_t size, 
   while (end > 0) {
     const std::uint64_t begin = end - std::min(end, kBlock);
     const ssize_t count = ::pread(file.Get(), block, end - begin, static_cast<off_t>(begin));
+    if (count == -1) throw CFailure("read a log file", errno);
     for (ssize_t i = count; i-- > 0;) {
       isFound = block[i] == '\n' && --m_lines == 0;
       if (isFound) return begin + static_cast<std::uint64_t>(i) + 1;

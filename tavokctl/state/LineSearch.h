@@ -12,6 +12,7 @@ class CLineSearch {
 
   /// To be called for the last file first. Returns the offset at which the lines begin in the first
   /// `size` bytes of a file, 0 if they begin in the file before it; `isFound` tells these apart.
+  /// Throws CFailure.
   std::uint64_t BeginIn(const CDescriptor& file, std::uint64_t size, bool& isFound);
 
  private:

@@ -2,11 +2,12 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
+#include <set>
 #include <sstream>
 
 #include "ThreadNames.h"
+#include "process/Instance.h"
 #include "process/ProcFiles.h"
 #include "process/Systemd.h"
 
@@ -45,12 +46,17 @@ timespec TimeOfTicks(std::uint64_t ticks) {
   return {static_cast<std::time_t>(time / kSecond), static_cast<long>(time % kSecond)};
 }
 
-bool HasThread(int pid, const std::string& name) {
+// Whether the receive thread lives; empty for a tavok of an earlier version, which does not name
+// its threads.
+std::optional<bool> IsReceiving(int pid) {
   const std::string tasks = ProcPath(pid, "task");
-  const auto threads = ProcEntries(tasks);
-  return std::any_of(threads.begin(), threads.end(), [&](pid_t thread) {
-    return CommAt(tasks + "/" + std::to_string(thread)) == name;
-  });
+  std::set<std::string> names;
+  for (const pid_t thread : ProcEntries(tasks)) {
+    if (thread != pid) names.insert(CommAt(tasks + "/" + std::to_string(thread)));
+  }
+  if (names.count(kReceiverName) > 0) return true;
+  const bool isNamed = names.count(kWorkerName) > 0 || names.count(kProgramName) == 0;
+  return isNamed ? std::optional(false) : std::nullopt;
 }
 
 }  // namespace
@@ -64,7 +70,7 @@ CProcessState LookAtProcess(int pid) {
   process.memory = Number(Field(status, "VmRSS:")) << 10;
   process.peakMemory = Number(Field(status, "VmHWM:")) << 10;
   process.threads = static_cast<unsigned>(Number(Field(status, "Threads:")));
-  process.isReceiving = HasThread(pid, kReceiverName);
+  process.isReceiving = IsReceiving(pid);
   process.isSuspended = state.starts_with('T') || state.starts_with('t');
   process.unit = UnitOf(pid);
   return process;

@@ -12,7 +12,7 @@ struct CProcessState {
   std::uint64_t memory;      // resident bytes
   std::uint64_t peakMemory;  // its maximum so far
   unsigned threads;
-  bool isReceiving;  // its receive thread lives
+  std::optional<bool> isReceiving;  // its receive thread lives; empty if that cannot be told
   bool isSuspended;
   std::optional<std::string> unit;  // of systemd, as from UnitOf
 };

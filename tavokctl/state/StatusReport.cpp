@@ -9,9 +9,11 @@
 
 #include "LogFileNames.h"
 #include "base/Failure.h"
+#include "base/UnixSocket.h"
 #include "config/Config.h"
 #include "process/Instance.h"
 #include "process/ProcFiles.h"
+#include "process/Service.h"
 
 namespace {
 
@@ -33,7 +35,15 @@ class CStatusLook {
                              : m_settings.m_strPort;
     m_directory = m_settings.m_strDirName;
     if (LookForProcess()) {
+      if (!m_report.process->isReceiving)
+        Note("its threads have no names: it is of an older version");
       Try([this] { m_open = OpenFilesOf(m_report.process->pid); });
+      if (IsGuess()) {
+        m_report.problems = FindProblems(m_report);
+        return Note(
+            "where its files and its socket are is not known: the configuration may have "
+            "been another, or relative to another directory");
+      }
       ResolveDirectory();
       Try([this] { LookAtSocket(); });
     }
@@ -44,6 +54,14 @@ class CStatusLook {
   }
 
  private:
+  // Whether what the configuration names may be another's.
+  bool IsGuess() const {
+    const bool isRelative = !m_directory.starts_with('/') ||
+                            (!m_report.isUdp && !m_settings.m_strPort.starts_with('/'));
+    const bool isHere = !LinkAt(ProcPath(m_report.process->pid, "cwd")).empty();
+    return !m_open && (m_report.isConfigChanged || (isRelative && !isHere));
+  }
+
   // Runs a step of the report, and notes its failure.
   template <class Step>
   void Try(Step step) {
@@ -64,7 +82,10 @@ class CStatusLook {
       const auto instance = CInstance::Find(m_settings, why);
       m_report.running = instance != nullptr;
       (instance ? m_report.pidFileTrouble : m_report.reason) = why;
-      if (!instance) return false;
+      if (!instance) {
+        LookForReceiver();
+        return false;
+      }
       m_report.process = LookAtProcess(instance->Pid());
       const auto config = Look(m_settings.m_strConfFile);
       m_report.isConfigChanged = config && IsYounger(*config, *m_report.process);
@@ -75,6 +96,17 @@ class CStatusLook {
       m_report.reason = e.what();
       return false;
     }
+  }
+
+  // Of one in another process namespace, the pid file means nothing here.
+  void LookForReceiver() {
+    const bool isNamed = ReadPidFile(m_settings.m_strPidFileName).kind == CPidFile::kPid;
+    const std::string& port = m_settings.m_strPort;
+    if (!isNamed || CSettings::PortNumber(port) != 0 || IsServiceOf(m_settings.m_strConfFile))
+      return;
+    if (!IsAlive(port)) return;
+    m_report.running.reset();
+    m_report.reason += ", but somebody receives at " + port;
   }
 
   // Paths in the configuration are relative to the directory that tavok was started in. One that
@@ -91,9 +123,7 @@ class CStatusLook {
   }
 
   std::string Absolute(const std::string& path) const {
-    if (path.starts_with('/')) return path;
-    const std::string base = LinkAt(ProcPath(m_report.process->pid, "cwd"));
-    return base.empty() ? path : PathIn(base, path);
+    return PathSeenBy(m_report.process->pid, path);
   }
 
   void LookAtSocket() {
@@ -104,7 +134,7 @@ class CStatusLook {
       return found != sockets.end();
     };
     if (!m_open) {
-      if (!m_report.isUdp) return LookAtPath(m_settings.m_strPort);
+      if (!m_report.isUdp) return LookAtPath(Absolute(m_settings.m_strPort));
       (void)find(udp, [this](const auto& one) { return IsConfigured(one); });
     } else if (find(udp, [this](const auto& one) { return one.port != 0 && IsOurs(one); })) {
       m_report.isUdp = true;
@@ -127,7 +157,7 @@ class CStatusLook {
     }
     if (!m_open) {
       m_report.socket = receiver.socket;
-      if (isNobodyThere && !m_report.isConfigChanged) m_report.isSocketAtPath = false;
+      if (isNobodyThere) m_report.isSocketAtPath = false;
     } else {
       m_report.isSocketAtPath = receiver.socket && receiver.socket->inode == m_report.socket->inode;
     }
@@ -152,7 +182,7 @@ class CStatusLook {
   void LookAtCurrent() {
     m_report.currentPath = PathIn(m_directory, kCurrentName);
     m_report.current = Look(m_report.currentPath);
-    m_report.isCurrentMissing = !m_report.current;
+    m_report.isCurrentMissing = !m_report.current.has_value();
     if (!m_open) return;
     m_report.hasOpenFile = !m_open->written.empty();
     m_report.isCurrentOpen = m_report.current && m_open->HasWritten(m_report.current->id);
@@ -196,10 +226,15 @@ CStatusReport LookOnce(const std::string& config) {
     const auto settings = ReadSettings(config);
     report.isConfigRead = true;
     CStatusLook(*settings, report).LookAtAll();
-  } catch (const CFailure& e) {
+  } catch (const std::exception& e) {
     report.reason = e.what();
   }
   return report;
+}
+
+// Whether what looks amiss may be a change that happens just now.
+bool IsToBeSeenAgain(const CStatusReport& report) {
+  return report.Health() == EHealth::kFailing || (report.isConfigRead && !report.running);
 }
 
 }  // namespace
@@ -215,7 +250,7 @@ EHealth CStatusReport::Health() const {
 CStatusReport MakeStatusReport(const std::string& config) {
   CStatusReport report = LookOnce(config);
   for (const useconds_t pause : kPausesUs) {
-    if (report.Health() != EHealth::kFailing) break;
+    if (!IsToBeSeenAgain(report)) break;
     ::usleep(pause);
     report = LookOnce(config);
   }

@@ -30,7 +30,7 @@ struct CStatusReport {
 
   std::string currentPath;
   std::optional<CFileState> current;
-  bool isCurrentMissing;
+  std::optional<bool> isCurrentMissing;
   std::optional<bool> hasOpenFile;    // tavok has a file to write to
   std::optional<bool> isCurrentOpen;  // that file is the current one
   std::uint64_t maxFileSize;
@@ -43,7 +43,8 @@ struct CStatusReport {
 
   std::optional<std::uint64_t> freeBytes;  // for tavok, unless it runs as root
   std::uint64_t diskBytes;
-  bool isDiskFull;  // there is no room for an unprivileged writer, or for another file
+  std::optional<bool>
+      isDiskFull;  // there is no room for an unprivileged writer, or for another file
 
   std::vector<const CProblem*> problems;
   std::string notKnown;
@@ -52,5 +53,5 @@ struct CStatusReport {
 };
 
 /// Examines everything, again after a moment if that looks like a failure: a rotation or a restart
-/// that happens meanwhile is none. Takes up to 0.3 s then. Does not throw.
+/// that happens meanwhile is none. That takes some tenths of a second. Does not throw.
 CStatusReport MakeStatusReport(const std::string& config);

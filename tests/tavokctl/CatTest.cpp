@@ -65,6 +65,12 @@ TEST_F(CatOfFiles, RefusesWhatIsNoTime) {
 }
 
 TEST_F(CatOfFiles, SaysWhatItCannotRead) {
+  std::filesystem::create_hard_link(m_dir / "log/tmp.tavok", m_dir / "log/tavok_link");
+  std::filesystem::create_symlink("tmp.tavok", m_dir / "log/tavok_latest");
+  std::filesystem::create_symlink("nothing", m_dir / "log/tavok_dangling");
+  WriteFile(m_dir / "log/tavok_20990101_000000.log", "");  // by a clock that was wrong
+  EXPECT_EQ("1\n2" + kThree + "4\n", Cat(""));
+  EXPECT_EQ("4\n", Cat("--since 1s --until 2100-01-01"));
   std::filesystem::remove_all(m_dir / "log");
   Expect(m_dir, "cat -c conf", 1, "read directory log: No such file or directory");
 }

@@ -64,7 +64,7 @@ TEST(Input, IsMadeFitForATerminalOnly) {
     EXPECT_EQ(said.npos, said.find_first_of("\033\x9B")) << said;
     EXPECT_TRUE(words == "stop" || said.find("log?[1m") != said.npos) << said;
   }
-  for (const std::string words : {"cat -c conf", "tail -F -c conf"}) {
+  for (const std::string words : {"cat -c conf", "tail --no-follow -c conf"}) {
     EXPECT_EQ(evil + good, Expect(dir, words, 0, ""));
   }
 }

@@ -107,6 +107,54 @@ TEST(Start, RequiresThatTheNewOneCanBeFoundAndReached) {
   }
 }
 
+// Nor is the one that runs stopped in vain, or the one of another configuration.
+TEST(Start, LeavesTheRunningOneWhereTheNewOneCouldNotStart) {
+  const UpDaemon daemon;
+  const TempDir& dir = daemon;
+  const Collector alive(dir / "alive");
+  const std::string port = std::to_string(FreePort()), conf = ReadFile(dir / "conf");
+  const int holder = BoundSocket(port);
+  const std::pair<std::string, std::string> edits[] = {
+      {"Port=" + (dir / "alive"), "is the socket of another program, which answers"},
+      {"BindingAddress=127.0.0.1\nPort=" + port, "Address already in use"},
+      {"DirName=no/log", "start tavok: write to DirName no/log: No such file or directory"}};
+  for (const auto& [line, text] : edits) {
+    WriteFile(dir / "conf", conf + line + "\n");
+    Expect(dir, "restart -c conf", 1, text);
+    Expect(dir, "check --strict -c conf", 1, "warning: ");
+    EXPECT_FALSE(daemon.HasEnded()) << line;
+  }
+  ::close(holder);
+  const std::string none = "PidFileName=" + (dir / "other.pid") + "\n",
+                    elsewhere = "DirName=" + (dir / "elsewhere") + "\n";
+  const std::tuple<std::string, std::string, std::string> others[] = {
+      {none, "stop", "find tavok: there is no pid file"},
+      {none, "start", "is in use by process " + daemon.Pid() + ", another tavok"},
+      {none + elsewhere, "start", "is the socket of another program, which answers"},
+      {none + elsewhere, "status", "tavok is not running: there is no pid file"},
+      {elsewhere + "Port=other", "start", ", is the tavok of another configuration"},
+      {elsewhere + "Port=other", "stop", ", is the tavok of another configuration"}};
+  for (const auto& [lines, command, text] : others) {
+    WriteFile(dir / "other", conf + lines + "\n");
+    Expect(dir, command + " -c other", 1, text);
+    EXPECT_FALSE(daemon.HasEnded()) << lines;
+  }
+  WriteFile(dir / "conf", conf);
+}
+
+TEST(Start, GoesOnWithoutAReaderAndWithSignalsIgnored) {
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  const std::string ctl = "'" TAVOK_DIRECTORY "/tavokctl' ";
+  Ctl start(dir, "-c \"trap '' CHLD; " + ctl + "start -c conf && exec " + ctl + "restart -c conf\"",
+            "ctl", "/bin/bash");
+  EXPECT_EQ(0, start.Status()) << start.All();
+  Ctl stop(dir, "-c 'exec 3> >(exit); wait $!; " + ctl + "stop -c conf >&3 2>&3'", "ctl",
+           "/bin/bash");
+  EXPECT_EQ(1, stop.Status());  // its output is lost
+  Expect(dir, "status -c conf", 1, "tavok is not running");
+}
+
 TEST(Start, FindsTavokInSbin) {
   const TempDir dir;
   const Fake sbin(dir, "exit 7");

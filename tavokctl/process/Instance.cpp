@@ -75,8 +75,10 @@ std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::strin
           ", is the tavok of another configuration";
   }
   const auto user = FindByUse(settings, doubt);
-  std::string hasEnded;
-  if (user) return Open(*user, "", hasEnded);
+  if (user) {
+    std::string hasEnded;
+    return Open(*user, "", hasEnded);
+  }
   if (isAnothers) throw CFailure("find tavok: " + why);
   return nullptr;
 }

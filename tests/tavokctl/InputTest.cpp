@@ -16,10 +16,10 @@ TEST(Input, OfOtherKindsThanFilesIsRefused) {
                                                        {dir / "gigabyte", ": it has more than "}};
   for (const auto& [path, why] : cases) {
     WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPort=socket\nPidFileName=" + path + "\n");
-    const std::string reads = "read " + path + why;
+    const std::string reads = "read " + (path + why), names = " -c " + path;
     for (const std::string command : {"check", "start", "stop", "status", "rotate", "tail"}) {
       const int status = command == "status" ? 4 : 1;
-      Expect(dir, command + " -c " + path, status, reads);
+      Expect(dir, command + names, status, reads);
       const bool usesPidFile = command != "check" && command != "tail";
       if (usesPidFile) Expect(dir, command + " -c conf", status, reads);
     }

@@ -45,8 +45,8 @@ TEST(Options, OutputThatCannotBeWrittenIsAFailure) {
   for (const std::string words : {"--help", "check -c conf", "status -j -c conf", "cat -c conf",
                                   "tail --no-follow -c conf"}) {
     const int expected = words.starts_with("status") ? 4 : 1;  // 1 would say that none runs
-    for (const std::string output : {"/dev/full", "&-"}) {
-      Ctl ctl(dir, words + " >" + output);
+    for (const std::string output : {" >/dev/full", " >&-"}) {
+      Ctl ctl(dir, words + output);
       EXPECT_EQ(expected, ctl.Status()) << words << output;
       EXPECT_TRUE(ctl.Says("write standard output: ")) << words << output;
     }

@@ -20,11 +20,10 @@ bool HasSocket(const COpenFiles& files, pid_t pid, const CSettings& settings) {
     const auto receiver = ReceiverAt(PathSeenBy(pid, settings.m_strPort)).socket;
     return receiver && files.HasSocket(receiver->inode);
   }
-  const in_addr_t address = AddressOf(settings.m_strBindingAddress);
+  // Whatever its address: after an edit of that alone, the port is free once tavok has stopped.
   const auto sockets = UdpSockets();
   return std::any_of(sockets.begin(), sockets.end(), [&](const CKernelSocket& socket) {
-    return socket.port == static_cast<std::uint16_t>(port) && socket.address == address &&
-           files.HasSocket(socket.inode);
+    return socket.port == static_cast<std::uint16_t>(port) && files.HasSocket(socket.inode);
   });
 }
 

@@ -19,6 +19,6 @@ std::optional<pid_t> FindOtherWriter(const CSettings& settings, pid_t own);
 /// Whether a tavok is certainly that of another configuration.
 bool IsAnothers(pid_t pid, const CSettings& settings);
 
-/// Whether a process has the socket of these settings. Throws CFailure if its descriptors are
-/// hidden.
+/// Whether a process has the socket of these settings, or one of their UDP port. Throws CFailure if
+/// its descriptors are hidden.
 bool HasSocket(pid_t pid, const CSettings& settings);

@@ -16,23 +16,15 @@
 /// the configuration, which may have been edited.
 struct CStatusReport {
   std::string config;
-  bool isConfigRead;            // otherwise all that follows but the reason is empty
-  std::optional<bool> running;  // empty if that cannot be told
-  std::string reason;           // unless it runs: why not, or why that cannot be told
-  std::string pidFileTrouble;   // if it runs, but its pid file does not lead to it
+  std::string reason;          // unless it runs: why not, or why that cannot be told
+  std::string pidFileTrouble;  // if it runs, but its pid file does not lead to it
   std::optional<CProcessState> process;
-  bool isConfigChanged;
 
   std::string listensOn;
-  bool isUdp;
   std::optional<CKernelSocket> socket;
-  std::optional<bool> isSocketAtPath;  // Unix-domain: whether its path leads to it
 
   std::string currentPath;
   std::optional<CFileState> current;
-  std::optional<bool> isCurrentMissing;
-  std::optional<bool> hasOpenFile;    // tavok has a file to write to
-  std::optional<bool> isCurrentOpen;  // that file is the current one
   std::uint64_t maxFileSize;
 
   std::optional<std::uint64_t> rotatedFiles;
@@ -43,11 +35,19 @@ struct CStatusReport {
 
   std::optional<std::uint64_t> freeBytes;  // for tavok, unless it runs as root
   std::uint64_t diskBytes;
-  std::optional<bool>
-      isDiskFull;  // there is no room for an unprivileged writer, or for another file
 
   std::vector<const CProblem*> problems;
   std::string notKnown;
+
+  bool isConfigRead;  // otherwise there is no more than the reason
+  bool isConfigChanged;
+  bool isUdp;
+  std::optional<bool> running;           // empty if that cannot be told
+  std::optional<bool> isSocketAtPath;    // Unix-domain: whether its path leads to it
+  std::optional<bool> isCurrentMissing;  // there is no file at the path of the current one
+  std::optional<bool> hasOpenFile;       // tavok has a file to write to
+  std::optional<bool> isCurrentOpen;     // that file is the current one
+  std::optional<bool> isDiskFull;  // there is no room for an unprivileged writer, or another file
 
   EHealth Health() const;
 };

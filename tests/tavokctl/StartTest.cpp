@@ -142,6 +142,18 @@ TEST(Start, LeavesTheRunningOneWhereTheNewOneCouldNotStart) {
   WriteFile(dir / "conf", conf);
 }
 
+TEST(Start, MayChangeTheAddressOfItsPort) {
+  const std::string port = "Port=" + std::to_string(FreePort()) + "\n";
+  UpDaemon daemon(port);
+  WriteFile(daemon / "conf", ReadFile(daemon / "conf") + "BindingAddress=127.0.0.1\n");
+  Ctl check(daemon, "check --strict -c conf");
+  (void)check.Status();
+  EXPECT_EQ(std::string::npos, check.Err().find("in use")) << check.Err();
+  Expect(daemon, "restart -c conf", 0, "tavok is up");
+  Expect(daemon, "stop -c conf", 0, "tavok has stopped");
+  EXPECT_EQ(0, daemon.Exit());
+}
+
 TEST(Start, GoesOnWithoutAReaderAndWithSignalsIgnored) {
   const TempDir dir;
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");

@@ -65,10 +65,11 @@ class CSocketWarnings : public CSettingWarnings {
   }
 
   void LookAtPort() {
-    if (Port() == 0 || IsHeld() || IsTavoksOwn()) return;
+    if (Port() == 0 || IsHeld()) return;
     const int error = ErrorOfBinding(AddressOf(m_settings.m_strBindingAddress), Port());
     const std::string what = "UDP port " + std::to_string(Port());
-    if (error == EADDRINUSE) Warn("Port", what + " is in use: tavok will not start");
+    if (error == EADDRINUSE && !IsTavoksOwn())
+      Warn("Port", what + " is in use: tavok will not start");
     if (error == EACCES) Warn("Port", what + " is privileged: tavok will not start");
   }
 

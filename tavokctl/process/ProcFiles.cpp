@@ -1,6 +1,7 @@
 #include "process/ProcFiles.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -14,19 +15,27 @@ namespace {
 
 constexpr std::string_view kSocket = "socket:[";
 
-// The link's own mode tells what the file is open for.
-bool IsForWriting(const std::string& link) {
-  struct stat status;
-  return ::lstat(link.c_str(), &status) == 0 && (status.st_mode & S_IWUSR) != 0;
+// Whether the process has opened it for writing itself: tavok's files are close-on-exec, and what
+// it has inherited is not.
+bool IsOwnForWriting(pid_t pid, int descriptor) {
+  try {
+    const std::string info = ReadText(ProcPath(pid, "fdinfo/" + std::to_string(descriptor)));
+    const std::size_t at = info.find("flags:");
+    const long flags = at == info.npos ? 0 : std::strtol(info.c_str() + at + 6, nullptr, 8);
+    return (flags & O_CLOEXEC) != 0 && (flags & O_ACCMODE) != O_RDONLY;
+  } catch (const CFailure&) {
+    return false;  // it has just been closed
+  }
 }
 
 // Throws CFailure if the link is hidden: the directory can be open to somebody for whom it is not.
-void Add(COpenFiles& files, const std::string& link, int descriptor) {
+void Add(COpenFiles& files, pid_t pid, int descriptor) {
+  const std::string link = ProcPath(pid, "fd/" + std::to_string(descriptor));
   const std::string target = LinkAt(link);
   if (target.empty() && errno == EACCES) throw CFailure("look at " + link, EACCES);
   if (target.starts_with(kSocket)) {
     files.sockets.push_back(std::strtoull(target.c_str() + kSocket.size(), nullptr, 10));
-  } else if (descriptor > STDERR_FILENO && IsForWriting(link)) {
+  } else if (target.starts_with('/') && IsOwnForWriting(pid, descriptor)) {
     const auto state = TryToLook(link);
     if (state && S_ISREG(state->mode)) files.written.push_back({*state, target});
   }
@@ -73,10 +82,7 @@ bool COpenFiles::HasSocket(std::uint64_t inode) const {
 }
 
 COpenFiles OpenFilesOf(pid_t pid) {
-  const std::string directory = ProcPath(pid, "fd");
   COpenFiles files;
-  for (const pid_t descriptor : ProcEntries(directory)) {
-    Add(files, directory + "/" + std::to_string(descriptor), descriptor);
-  }
+  for (const pid_t descriptor : ProcEntries(ProcPath(pid, "fd"))) Add(files, pid, descriptor);
   return files;
 }

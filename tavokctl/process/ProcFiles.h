@@ -31,7 +31,7 @@ struct COpenFiles {
     std::string path;  // as /proc shows it: with " (deleted)" behind it, if that is so
   };
 
-  std::vector<CFile> written;          // regular files open for writing, standard streams aside
+  std::vector<CFile> written;          // regular files that it has opened for writing itself
   std::vector<std::uint64_t> sockets;  // their inodes
 
   bool HasWritten(const CFileId& id) const;

@@ -7,8 +7,6 @@
 
 #include "RunningTavok.h"
 
-using nlohmann::json;
-
 namespace {
 
 using Ids = std::vector<std::string>;
@@ -23,10 +21,10 @@ void ExpectHealth(const TempDir& dir, const std::string& health, const Ids& prob
     EXPECT_EQ(status, ctl.Status()) << form << ctl.All();
     return ctl.Out();
   };
-  const json report = json::parse(run("--json"), nullptr, false);
+  const auto report = nlohmann::json::parse(run("--json"), nullptr, false);
   EXPECT_EQ(true, report["running"]) << report;
   EXPECT_EQ(health, report["health"]) << report;
-  EXPECT_EQ(json(problems), report["problems"]) << report;
+  EXPECT_EQ(nlohmann::json(problems), report["problems"]) << report;
   const std::string text = run(""), metrics = run("--prometheus");
   for (const std::string& id : problems) {
     EXPECT_NE(text.npos, text.find(id + ": ")) << text;

@@ -26,7 +26,7 @@ constexpr const char* kAsk = "ask the kernel about sockets";
 template <class T>
 T As(std::string_view bytes) {
   T value{};
-  std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
+  if (!bytes.empty()) std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
   return value;
 }
 

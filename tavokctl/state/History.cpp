@@ -55,8 +55,8 @@ std::vector<CPastFile> PastFiles(const std::string& directory) {
     if (!current) return files;
     const CFileState state = Look(current, path);
     const auto now = TryToLook(path);
-    // Rotated just now; a link to it that is called like a rotated file is another thing.
-    if (now && !(now->id == state.id)) continue;
+    if (!now || !(now->id == state.id)) continue;  // rotated meanwhile
+    // A link to it may be called like a rotated file.
     std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });
     files.push_back({kCurrentName, kFuture, std::move(current), state});
     return files;

@@ -52,10 +52,11 @@ std::vector<CPastFile> PastFiles(const std::string& directory) {
     CDescriptor current = TryToOpen(path);
     if (!current && errno != ENOENT) throw CFailure("open " + path, errno);
     std::vector<CPastFile> files = Rotated(directory);
-    if (!current) return files;
-    const CFileState state = Look(current, path);
     const auto now = TryToLook(path);
-    if (!now || !(now->id == state.id)) continue;  // rotated meanwhile
+    if (!current && !now) return files;
+    // Otherwise it has been rotated, or made, meanwhile.
+    if (!current || !now || !(now->id == Look(current, path).id)) continue;
+    const CFileState state = *now;
     // A link to it may be called like a rotated file.
     std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });
     files.push_back({kCurrentName, kFuture, std::move(current), state});

@@ -94,16 +94,17 @@ TEST_F(CatOfFiles, KeepsWhatItHasBegunWith) {
 TEST_F(CatOfFiles, IsSafeAgainstRotations) {
   std::filesystem::remove_all(m_dir / "log");
   std::filesystem::create_directory(m_dir / "log");
+  WriteFile(m_dir / "log/tmp.tavok", Numbered(0, 0));
   std::atomic<int> written = 0;
   std::atomic<bool> isOver = false;
   std::jthread rotations([&] {
     for (int i = 0; !isOver; written = ++i) {
-      WriteFile(m_dir / "log/tmp.tavok", Numbered(0, i));
       const std::time_t time = 1767225600 + i;
       char name[64];
       (void)std::strftime(name, sizeof name, "log/tavok_%Y%m%d_%H%M%S.log", std::gmtime(&time));
       std::filesystem::rename(m_dir / "log/tmp.tavok", m_dir / name);
-      Nap(1);
+      WriteFile(m_dir / "log/tmp.tavok", Numbered(0, i + 1));
+      Nap(3);
     }
   });
   for (int i = 0; i < 50; ++i) {

@@ -134,6 +134,13 @@ in_addr_t AddressOf(const std::string& bindingAddress) {
   return bindingAddress.empty() ? INADDR_ANY : ::inet_addr(bindingAddress.c_str());
 }
 
+std::optional<CKernelSocket> UdpSocketAt(in_addr_t address, std::uint16_t port) {
+  for (const CKernelSocket& socket : UdpSockets()) {
+    if (socket.port == port && socket.address == address) return socket;
+  }
+  return {};
+}
+
 int ErrorOfBinding(in_addr_t address, std::uint16_t port) {
   sockaddr_in name{};
   name.sin_family = AF_INET;

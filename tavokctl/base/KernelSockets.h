@@ -30,6 +30,9 @@ std::vector<CKernelSocket> UnixSockets();
 /// The address that a UDP socket is bound to by BindingAddress: dotted, or empty for any.
 in_addr_t AddressOf(const std::string& bindingAddress);
 
+/// The UDP socket that is bound to exactly this.
+std::optional<CKernelSocket> UdpSocketAt(in_addr_t address, std::uint16_t port);
+
 /// Tries to bind a UDP socket. Returns 0 or the errno value.
 int ErrorOfBinding(in_addr_t address, std::uint16_t port);
 

@@ -108,7 +108,7 @@ void AddProcess(const CStatusReport& report, CSheet& sheet) {
 }
 
 void AddSocket(const CStatusReport& report, CSheet& sheet) {
-  sheet.Line("listens on", report.listensOn);
+  if (!report.listensOn.empty()) sheet.Line("listens on", report.listensOn);
   if (!report.process || !report.socket) return;
   if (report.isUdp) {
     sheet.Line("queue", OfLimit(report.socket->used, report.socket->limit));

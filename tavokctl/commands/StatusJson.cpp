@@ -22,7 +22,7 @@ void AddProcess(const CStatusReport& report, Json& json) {
 }
 
 void AddSocket(const CStatusReport& report, Json& json) {
-  json["listens_on"] = report.listensOn;
+  if (!report.listensOn.empty()) json["listens_on"] = report.listensOn;
   if (!report.socket) return;
   json["queue_bytes"] = report.socket->used;
   if (report.isUdp) json["queue_limit_bytes"] = report.socket->limit;
@@ -30,7 +30,7 @@ void AddSocket(const CStatusReport& report, Json& json) {
 }
 
 void AddFiles(const CStatusReport& report, Json& json) {
-  json["current_file"] = report.currentPath;
+  if (!report.currentPath.empty()) json["current_file"] = report.currentPath;
   if (report.current) {
     json["current_bytes"] = report.current->size;
     json["last_write"] = report.current->written;

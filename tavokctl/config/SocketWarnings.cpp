@@ -2,7 +2,6 @@
 #include <netinet/in.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -132,9 +131,10 @@ class CSocketWarnings : public CSettingWarnings {
   // Whether systemd holds the socket for tavok.
   bool IsHeld() const {
     const std::string& address = m_settings.m_strBindingAddress;
+    std::error_code unknown;
     const std::string name =
         CSettings::PortNumber(m_settings.m_strPort) == 0
-            ? m_settings.m_strPort
+            ? std::filesystem::weakly_canonical(m_settings.m_strPort, unknown).string()
             : (address.empty() ? "0.0.0.0" : address) + ":" + std::to_string(Port());
     return ("\n" + m_starter.HeldSockets()).find("\n" + name + " (Datagram)") != std::string::npos;
   }
@@ -143,10 +143,7 @@ class CSocketWarnings : public CSettingWarnings {
   bool IsOpen() const {
     if (UnitProperty(kSocketUnit, "ActiveState") != "active") return true;
     if (CSettings::PortNumber(m_settings.m_strPort) == 0) return IsAlive(m_settings.m_strPort);
-    const auto sockets = UdpSockets();
-    return std::any_of(sockets.begin(), sockets.end(), [this](const CKernelSocket& socket) {
-      return socket.port == Port() && socket.address == AddressOf(m_settings.m_strBindingAddress);
-    });
+    return UdpSocketAt(AddressOf(m_settings.m_strBindingAddress), Port()).has_value();
   }
 
   std::uint16_t Port() const {

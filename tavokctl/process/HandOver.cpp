@@ -1,6 +1,5 @@
 #include "process/HandOver.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -55,8 +54,8 @@ void RequireWritable(const std::string& pidFile) {
 
 // The new one would run with other rights, and leave files that the old one's user may not open.
 void RequireSameUser(const CInstance& running) {
-  const CFileState process = Look(OpenFile(ProcPath(running.Pid(), ""), O_RDONLY), "/proc");
-  if (process.owner == ::geteuid()) return;
+  const auto process = Look(ProcPath(running.Pid(), ""));
+  if (!process || process->owner == ::geteuid()) return;
   throw CFailure("start tavok: process " + std::to_string(running.Pid()) +
                  " is that of another user, who has to start the next one");
 }

@@ -123,10 +123,11 @@ std::optional<pid_t> FindByUse(const CSettings& settings, std::string& doubt) {
 
 std::optional<pid_t> FindOtherWriter(const CSettings& settings, pid_t own) {
   std::optional<pid_t> other;
+  const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
+  if (!current) return other;
   ForEachTavok([&](pid_t pid) {
     const auto files = TryToSee(pid);
-    const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
-    if (pid != own && files && current && files->HasWritten(current->id)) other = pid;
+    if (pid != own && files && files->HasWritten(current->id)) other = pid;
   });
   return other;
 }

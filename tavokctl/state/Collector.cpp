@@ -26,9 +26,8 @@ CCollector::CCollector(const std::string& path)
 }
 
 CCollector::~CCollector() {
-  struct stat status;
-  if (::stat(m_path.c_str(), &status) == -1 || CFileId{status.st_dev, status.st_ino} != m_id)
-    return;
+  const auto now = TryToLook(m_path);
+  if (!now || !(now->id == m_id)) return;
   (void)::unlink(m_path.c_str());
 }
 

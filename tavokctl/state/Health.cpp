@@ -30,8 +30,7 @@ const std::array<CProblem, 9> kProblems = {{
      true, [](const CStatusReport& report) -> Answer { return report.isDiskFull; }},
     {"datagrams-dropped",
      "the kernel has dropped datagrams since the socket was made, which tavok was too slow to "
-     "take: "
-     "let senders use a Unix-domain socket, or enlarge the buffer",
+     "take: let senders use a Unix-domain socket, or enlarge the buffer",
      true,
      [](const CStatusReport& report) -> Answer {
        return report.socket ? std::optional(report.socket->dropped > 0) : std::nullopt;

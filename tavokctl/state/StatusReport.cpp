@@ -39,6 +39,7 @@ class CStatusLook {
         Note("its threads have no names: it is of an older version");
       Try([this] { m_open = OpenFilesOf(m_report.process->pid); });
       if (IsGuess()) {
+        m_report.listensOn.clear();
         m_report.problems = FindProblems(m_report);
         return Note(
             "where its files and its socket are is not known: the configuration may have "
@@ -135,7 +136,7 @@ class CStatusLook {
     };
     if (!m_open) {
       if (!m_report.isUdp) return LookAtPath(Absolute(m_settings.m_strPort));
-      (void)find(udp, [this](const auto& one) { return IsConfigured(one); });
+      m_report.socket = UdpSocketAt(AddressOf(m_settings.m_strBindingAddress), ConfiguredPort());
     } else if (find(udp, [this](const auto& one) { return one.port != 0 && IsOurs(one); })) {
       m_report.isUdp = true;
       m_report.listensOn = UdpName(m_report.socket->address, m_report.socket->port);
@@ -164,11 +165,6 @@ class CStatusLook {
   }
 
   bool IsOurs(const CKernelSocket& socket) const { return m_open->HasSocket(socket.inode); }
-
-  bool IsConfigured(const CKernelSocket& socket) const {
-    return socket.port == ConfiguredPort() &&
-           socket.address == AddressOf(m_settings.m_strBindingAddress);
-  }
 
   std::uint16_t ConfiguredPort() const {
     return static_cast<std::uint16_t>(CSettings::PortNumber(m_settings.m_strPort));

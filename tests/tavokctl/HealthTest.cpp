@@ -141,8 +141,14 @@ TEST_F(HealthOfRunning, IsUnknownToWhomTheDescriptorsAreHidden) {
   std::filesystem::copy_file(TAVOK_DIRECTORY "/tavokctl", m_dir / "tavokctl");
   const std::string nobody = "setpriv --reuid=65534 --regid=65534 --clear-groups ./tavokctl";
   ExpectHealth(m_dir, "unknown", {}, nobody);
-  std::filesystem::remove(m_dir / "log/tmp.tavok");
+  const std::string current = m_dir / "log/tmp.tavok", conf = ReadFile(m_dir / "conf");
+  std::filesystem::rename(current, m_dir / "moved");
   ExpectHealth(m_dir, "failing", {"current-file-missing"}, nobody);
+  std::filesystem::rename(m_dir / "moved", current);
+  Nap(30);  // the start of a process is known to a hundredth of a second
+  WriteFile(m_dir / "conf", conf + "DirName=/no\nPort=/no/socket\n");
+  ExpectHealth(m_dir, "unknown", {"configuration-changed"}, nobody);
+  WriteFile(m_dir / "conf", conf);
   std::filesystem::remove(m_dir / "pid");
   Ctl status(m_dir, "status -c conf --json", "ctl", nobody);
   EXPECT_EQ(4, status.Status());

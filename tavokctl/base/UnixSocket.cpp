@@ -8,7 +8,7 @@
 
 sockaddr_un UnixAddress(const std::string& path) {
   sockaddr_un address;
-  qel::QELSocket::FillSockAddr(path.substr(0, kUnixPathLimit).c_str(), address);
+  qel::QELSocket::FillSockAddr(path.substr(0, sizeof address.sun_path).c_str(), address);
   return address;
 }
 

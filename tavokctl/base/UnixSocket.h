@@ -9,7 +9,7 @@
 /// The longest path of a Unix-domain socket: of 108 bytes, one is for the NUL.
 inline constexpr std::size_t kUnixPathLimit = 107;
 
-/// The address of a Unix-domain socket. A path over that limit is cut.
+/// The address of a Unix-domain socket. A path over 108 bytes is cut there, as tavok does.
 sockaddr_un UnixAddress(const std::string& path);
 
 /// Connects a datagram socket to the path, to see whether a process holds the socket there. Sends

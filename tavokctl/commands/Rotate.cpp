@@ -16,8 +16,10 @@
 #include "config/Config.h"
 #include "process/HandOver.h"
 #include "process/Instance.h"
+#include "process/ProcFiles.h"
 #include "process/Service.h"
 #include "state/LogDirectory.h"
+#include "state/ProcessState.h"
 
 namespace {
 
@@ -51,6 +53,13 @@ std::optional<CRotatedFile> FindRotated(const std::string& directory, const CFil
   return {};
 }
 
+// tavok does not know what has been edited since its start.
+std::string DirectoryOf(const CSettings& settings, const CInstance& instance) {
+  const CProcessState process = LookAtProcess(instance.Pid());
+  if (!IsYounger(settings.m_strConfFile, process)) return settings.m_strDirName;
+  return DirectoryInUse(OpenFilesOf(instance.Pid()), settings.m_strDirName);
+}
+
 CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
                           const CInstance& instance, unsigned timeout) {
   for (const CStopwatch watch; watch.Seconds() < timeout;) {
@@ -58,13 +67,16 @@ CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
     if (instance.AwaitEnd(0)) throw CFailure("rotate in " + directory + ": tavok has ended");
     ::usleep(kPollUs);
   }
+  if (LookAtProcess(instance.Pid()).isSuspended) {
+    throw CFailure("rotate in " + directory + ": tavok is suspended, and rotates after SIGCONT");
+  }
   throw CFailure("rotate in " + directory + ": no new file after " + std::to_string(timeout) +
                  " s; the system log may say why");
 }
 
 void RotateInstance(const CSettings& settings, unsigned timeout) {
-  const std::string& directory = settings.m_strDirName;
   const auto instance = CInstance::Get(settings);
+  const std::string directory = DirectoryOf(settings, *instance);
   const auto lock = LockOf(settings, timeout);
   AwaitFreshSecond(directory, timeout);
   const auto current = Look(PathIn(directory, kCurrentName));

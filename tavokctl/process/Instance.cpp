@@ -132,6 +132,7 @@ bool CInstance::AwaitEnd(unsigned seconds) const {
 void CInstance::Stop(unsigned seconds) const {
   const CStopwatch watch;
   Signal(SIGTERM);
+  Signal(SIGCONT);  // a suspended one could not obey
   if (!AwaitEnd(seconds)) {
     throw CFailure("stop process " + std::to_string(m_pid) + ": still running after " +
                    std::to_string(seconds) + " s");

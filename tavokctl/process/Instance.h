@@ -50,8 +50,8 @@ class CInstance {
   /// Waits for the end of the process; false if it still runs after that time.
   bool AwaitEnd(unsigned seconds) const;
 
-  /// Stops it in order, waits for its end, and prints that. Throws CFailure, "stop process <pid>:
-  /// ...", if it still runs after that time, or as Signal does.
+  /// Stops it in order, also if it is suspended, waits for its end, and prints that. Throws
+  /// CFailure, "stop process <pid>: ...", if it still runs after that time, or as Signal does.
   void Stop(unsigned seconds) const;
 
  private:

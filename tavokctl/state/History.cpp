@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <optional>
 #include <tuple>
 
 #include "LogFileNames.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr std::time_t kFuture = std::numeric_limits<std::time_t>::max();
 constexpr std::size_t kBlock = 65536;
+constexpr int kAttempts = 20;
 
 std::time_t EndOf(const CRotatedFile& file) {
   std::tm time{};
@@ -44,23 +46,42 @@ std::vector<CPastFile> Rotated(const std::string& directory) {
   return files;
 }
 
+// Leaves out what was rotated after that file. Returns false if it is not among them.
+bool CutBehind(std::vector<CPastFile>& files, const CFileId& id) {
+  const auto it = std::find_if(files.begin(), files.end(),
+                               [&](const CPastFile& file) { return file.state.id == id; });
+  if (it == files.end()) return false;
+  files.erase(std::next(it), files.end());
+  return true;
+}
+
+// None if a file was made, or rotated and then replaced or removed, meanwhile. The last attempt
+// takes it as it is: rotations may be faster than the directory can be read.
+std::optional<std::vector<CPastFile>> TryToList(const std::string& directory, bool isLast) {
+  const std::string path = PathIn(directory, kCurrentName);
+  CDescriptor current = TryToOpen(path);
+  if (!current && errno != ENOENT) throw CFailure("open " + path, errno);
+  std::vector<CPastFile> files = Rotated(directory);
+  const auto now = TryToLook(path);
+  if (!current) return now && !isLast ? std::nullopt : std::optional(std::move(files));
+  const CFileState state = Look(current, path);
+  if (!isLast && !(now && now->id == state.id)) {
+    // Rotated meanwhile. Only a list that was made after that is sure to have it, and tells what
+    // came before it.
+    files = Rotated(directory);
+    return CutBehind(files, state.id) ? std::optional(std::move(files)) : std::nullopt;
+  }
+  // A link to it may be called like a rotated file.
+  std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });
+  files.push_back({kCurrentName, kFuture, std::move(current), state});
+  return files;
+}
+
 }  // namespace
 
 std::vector<CPastFile> PastFiles(const std::string& directory) {
-  const std::string path = PathIn(directory, kCurrentName);
-  for (;;) {
-    CDescriptor current = TryToOpen(path);
-    if (!current && errno != ENOENT) throw CFailure("open " + path, errno);
-    std::vector<CPastFile> files = Rotated(directory);
-    const auto now = TryToLook(path);
-    if (!current && !now) return files;
-    // Otherwise it has been rotated, or made, meanwhile.
-    if (!current || !now || !(now->id == Look(current, path).id)) continue;
-    const CFileState state = *now;
-    // A link to it may be called like a rotated file.
-    std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });
-    files.push_back({kCurrentName, kFuture, std::move(current), state});
-    return files;
+  for (int attempt = 1;; ++attempt) {
+    if (auto files = TryToList(directory, attempt == kAttempts)) return std::move(*files);
   }
 }
 

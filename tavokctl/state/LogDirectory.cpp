@@ -28,3 +28,12 @@ std::vector<CRotatedFile> RotatedFiles(const std::string& directory) {
   });
   return files;
 }
+
+std::string DirectoryInUse(const COpenFiles& open, const std::string& configured) {
+  for (const auto& file : open.written) {
+    const std::size_t slash = file.path.rfind('/');
+    // There may be " (deleted)" behind the name.
+    if (file.path.substr(slash + 1).starts_with(kCurrentName)) return file.path.substr(0, slash);
+  }
+  return configured;
+}

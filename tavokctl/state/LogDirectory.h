@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/Files.h"
+#include "process/ProcFiles.h"
 
 /// A file in the log directory whose name marks it as rotated.
 struct CRotatedFile {
@@ -19,3 +20,7 @@ void ForEachRotated(const std::string& directory,
 
 /// All of them, in no order. Throws as above.
 std::vector<CRotatedFile> RotatedFiles(const std::string& directory);
+
+/// The directory of the current file that a tavok has open, whatever its configuration says by now;
+/// `configured` if it has none.
+std::string DirectoryInUse(const COpenFiles& open, const std::string& configured);

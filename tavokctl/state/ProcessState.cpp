@@ -76,11 +76,13 @@ CProcessState LookAtProcess(int pid) {
   return process;
 }
 
-bool IsYounger(const CFileState& file, const CProcessState& process) {
+bool IsYounger(const std::string& path, const CProcessState& process) {
+  const auto file = Look(path);
+  if (!file) return false;
   // The kernel tells the start in ticks, and may have cut it.
   const long long tick = kSecond / ::sysconf(_SC_CLK_TCK);
   const auto of = [](const timespec& time) {
     return time.tv_sec * static_cast<long long>(kSecond) + time.tv_nsec;
   };
-  return of(file.changed) > of(process.since) + tick;
+  return of(file->changed) > of(process.since) + tick;
 }

@@ -20,5 +20,6 @@ struct CProcessState {
 /// Throws CFailure if it has ended.
 CProcessState LookAtProcess(int pid);
 
-/// Whether a file was last changed, renamed to its name included, after the start of the process.
-bool IsYounger(const CFileState& file, const CProcessState& process);
+/// Whether a file was last changed, renamed to its name included, after the start of the process;
+/// false if there is none. Throws CFailure, "look at <path>: ...".
+bool IsYounger(const std::string& path, const CProcessState& process);

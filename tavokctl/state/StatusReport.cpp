@@ -88,8 +88,7 @@ class CStatusLook {
         return false;
       }
       m_report.process = LookAtProcess(instance->Pid());
-      const auto config = Look(m_settings.m_strConfFile);
-      m_report.isConfigChanged = config && IsYounger(*config, *m_report.process);
+      m_report.isConfigChanged = IsYounger(m_settings.m_strConfFile, *m_report.process);
       return true;
     } catch (const CFailure& e) {
       m_report.running.reset();
@@ -114,13 +113,7 @@ class CStatusLook {
   // was edited since is not that of the open file.
   void ResolveDirectory() {
     m_directory = Absolute(m_directory);
-    if (!m_report.isConfigChanged || !m_open) return;
-    for (const auto& file : m_open->written) {
-      const std::size_t slash = file.path.rfind('/');
-      if (file.path.compare(slash + 1, std::string(kCurrentName).size(), kCurrentName) == 0) {
-        m_directory = file.path.substr(0, slash);
-      }
-    }
+    if (m_report.isConfigChanged && m_open) m_directory = DirectoryInUse(*m_open, m_directory);
   }
 
   std::string Absolute(const std::string& path) const {

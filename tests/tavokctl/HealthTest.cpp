@@ -76,6 +76,14 @@ TEST_F(HealthOfRunning, TellsWhereItsSocketIs) {
   ExpectHealth(m_dir, "ok", {});
 }
 
+// The kernel takes no more than 108 bytes of it.
+TEST_F(HealthOfRunning, WithAPathThatIsTooLong) {
+  const TempDir dir;
+  const Daemon daemon(dir, "Port=" + (dir / std::string(120, 's')) + "\n");
+  ASSERT_TRUE(daemon.IsUp());
+  ExpectHealth(dir, "ok", {});
+}
+
 // It is told of the tavok that runs, not of one with these settings.
 TEST_F(HealthOfRunning, OfAnEditedConfigurationIsThatOfTheProcess) {
   Nap(30);
@@ -83,6 +91,8 @@ TEST_F(HealthOfRunning, OfAnEditedConfigurationIsThatOfTheProcess) {
                                 "\nDirName=" + (m_dir / "other") + "\nPort=1\n");
   ExpectHealth(m_dir, "ok", {"configuration-changed"});
   Expect(m_dir, "status -c conf", 0, m_dir / "log/tmp.tavok");
+  Expect(m_dir, "rotate -c conf", 0, "tavok has rotated");
+  EXPECT_EQ(2U, LogFiles(m_dir).size());
 }
 
 TEST_F(HealthOfRunning, IsFoundWithoutAPidFile) {

@@ -1,6 +1,35 @@
+#include <sys/ptrace.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
 #include "RunningTavok.h"
 
+namespace {
+
+// Holds the threads of a tavok, all but the first, as if a disk had not answered them.
+class HeldThreads {
+ public:
+  explicit HeldThreads(const std::string& pid) {
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + pid + "/task")) {
+      const pid_t id = std::stoi(task.path().filename());
+      if (id == std::stoi(pid) || ::ptrace(PTRACE_SEIZE, id, 0, 0) != 0) continue;
+      (void)::ptrace(PTRACE_INTERRUPT, id, 0, 0);
+      (void)::waitpid(id, nullptr, __WALL);
+      m_ids.push_back(id);
+    }
+  }
+  ~HeldThreads() {
+    for (const pid_t id : m_ids) (void)::ptrace(PTRACE_DETACH, id, 0, 0);
+  }
+
+ private:
+  std::vector<pid_t> m_ids;
+};
+
 using Rotate = RunningTavok;
+using Stop = RunningTavok;
+
+}  // namespace
 
 TEST_F(Rotate, RequiresACurrentFileAndGivesEachOfSeveralAtOnceItsOwn) {
   for (int round = 0; round < 2; ++round) {
@@ -35,10 +64,29 @@ TEST_F(Rotate, WaitsNoLongerThanItMayForFilesOfTheFuture) {
   EXPECT_LT(SecondsSince(begin), 5 * Patience());
 }
 
-TEST_F(Rotate, GivesUpAsStopDoesWhenTavokDoesNothing) {
-  m_daemon.Signal(SIGSTOP);
-  Expect(m_dir, "stop -t 1 -c conf", 1, "still running after 1 s");
+TEST_F(Rotate, FailsWhenTavokCannotOpenANewFile) {
+  const rlimit none{3, 3};
+  ASSERT_EQ(0, ::prlimit(std::stoi(m_daemon.Pid()), RLIMIT_NOFILE, &none, nullptr));
   Expect(m_dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may say why");
+}
+
+TEST_F(Stop, GivesUpWhenTavokHangs) {
+  {
+    const HeldThreads held(m_daemon.Pid());
+    Expect(m_dir, "stop -t 1 -c conf", 1, "still running after 1 s");
+  }
+  EXPECT_EQ(0, m_daemon.Exit());
+}
+
+TEST_F(Stop, EndsASuspendedTavokToo) {
+  m_daemon.Pause();
+  Expect(m_dir, "rotate -t 1 -c conf", 1, "tavok is suspended, and rotates after SIGCONT");
+  Expect(m_dir, "stop -c conf", 0, "tavok has stopped");
+  EXPECT_EQ(0, m_daemon.Exit());
+}
+
+TEST_F(Rotate, SeesThatTavokEnds) {
+  m_daemon.Pause();
   Ctl rotate(m_dir, "rotate -c conf");
   EXPECT_TRUE(rotate.Waits(m_dir / "pid.lock"));
   // A rotation that is half done is none.

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <utility>
 
 #include "Log.h"
 #include "LogServerEngine.h"
@@ -84,12 +85,20 @@ unsigned CLogServerUdp::MainWorkerThread() {
       if (!m_pEngine->Write(text)) {
         Log(kLogError, "CLogServerUdp::MainWorkerThread() fwrite failed");
       }
+      TellWhetherStoring();
     }
   } catch (const qel::QELSocketExcep& e) {
     Log(kLogError, "CLogServerUdp::MainWorkerThread() - Error %d - %s", static_cast<int>(e.m_nCode),
         e.m_strMessage.c_str());
   }
   return 1;
+}
+
+// By a name that every user may see.
+void CLogServerUdp::TellWhetherStoring() {
+  const bool isLosing = !m_pEngine->IsStoring();
+  if (isLosing == std::exchange(m_bLosing, isLosing)) return;
+  NameThread(isLosing ? kLosingName : kReceiverName);
 }
 
 // Returns false on time-out.

@@ -60,6 +60,7 @@ class CLogServerUdp : public qel::QELSocket {
   static unsigned MainWorkerThread(void* receiver);
 
  private:
+  void TellWhetherStoring();
   bool ReceiveText(char* buffer);
   bool IsPathGone() const;
   bool ShutGate();
@@ -74,4 +75,5 @@ class CLogServerUdp : public qel::QELSocket {
   std::uint32_t m_nRcvBufSize = 0;  // SO_RCVBUF, in bytes
   int m_nHeld = -1;                 // see UseHeld
   bool m_bHeldPath = false;         // it had a path at Init
+  bool m_bLosing = false;           // for the receive thread
 };

@@ -6,6 +6,8 @@
 /// bytes.
 inline constexpr const char* kReceiverName = "tavok-receiver";
 inline constexpr const char* kWorkerName = "tavok-worker";
+/// The receiver's, while what it received last could not be stored.
+inline constexpr const char* kLosingName = "tavok-losing";
 
 /// Names the calling thread.
 inline void NameThread(const char* name) { (void)::pthread_setname_np(::pthread_self(), name); }

@@ -110,10 +110,10 @@ start() {
   pids+=("$pid")
 }
 
-# Sends an empty datagram to the socket whose path follows.
+# Sends a datagram to the socket whose path follows: of the text behind that, or empty.
 # shellcheck disable=SC2034 # used by the scripts that source this
-send_empty=(perl -MSocket -e 'socket my $s, AF_UNIX, SOCK_DGRAM, 0;
-  connect $s, sockaddr_un($ARGV[0]) or die; defined send $s, "", 0 or die')
+send_one=(perl -MSocket -e 'socket my $s, AF_UNIX, SOCK_DGRAM, 0;
+  connect $s, sockaddr_un($ARGV[0]) or die; defined send $s, $ARGV[1] // "", 0 or die')
 
 # start_tavok COMMAND...: runs a tavok in the background, with a semaphore set of its own. Sets `tavok`
 # to its process id, and `semaphore`; call end_tavok in the script's EXIT trap.

@@ -97,6 +97,7 @@ int Help(int argc, char** argv) {
   } else if (command == nullptr) {
     return RefuseCommand(word);
   } else {
+    if (argc > 2) throw CWrongUse(std::string("unexpected argument \"") + argv[2] + "\"");
     char* words[] = {argv[1], option, nullptr};
     return command->run(2, words);
   }

@@ -1,6 +1,7 @@
 #include "base/Files.h"
 
 #include <fcntl.h>
+#include <libgen.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -81,13 +82,15 @@ std::optional<CFileState> TryToLook(int directory, const char* name) {
 }
 
 void ReplaceFile(const std::string& name, const std::string& text) {
-  if (const auto old = TryToLook(name)) RequireRegular(*old, name, "write ");
+  const auto old = TryToLook(name);
+  if (old) RequireRegular(*old, name, "write ");
   std::error_code unknown;
-  const std::string path = std::filesystem::weakly_canonical(name, unknown);  // a link stays one
+  std::string path = std::filesystem::weakly_canonical(name, unknown);  // a link stays one
+  if (path.empty()) path = name;
   std::string draft = path + ".XXXXXX";
   const CDescriptor file(::mkostemp(draft.data(), O_CLOEXEC));
   if (!file) throw CFailure("write " + path, errno);
-  (void)::fchmod(file.Get(), 0644);
+  (void)::fchmod(file.Get(), old ? old->mode & 0777 : 0644);
   const ssize_t written = ::write(file.Get(), text.data(), text.size());
   const bool isWhole = written == static_cast<ssize_t>(text.size());
   if (isWhole && ::rename(draft.c_str(), path.c_str()) == 0) return;
@@ -98,6 +101,11 @@ void ReplaceFile(const std::string& name, const std::string& text) {
 
 std::string PathIn(const std::string& directory, const std::string& name) {
   return directory.ends_with('/') ? directory + name : directory + '/' + name;
+}
+
+std::string FolderOf(const std::string& path) {
+  std::string copy = path;
+  return ::dirname(copy.data());
 }
 
 std::string LinkAt(const std::string& path) {

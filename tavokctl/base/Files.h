@@ -48,14 +48,16 @@ std::optional<CFileState> TryToLook(const std::string& path);
 /// The same of a name in an open directory.
 std::optional<CFileState> TryToLook(int directory, const char* name);
 
-/// Replaces a regular file, or makes it with mode 0644, so that a reader finds the old text or the
-/// new, whole. The new one has another name in that directory first. Throws CFailure, "write
-/// <path>:
-/// ...", and then leaves all as it was.
+/// Replaces a regular file, keeping its mode, or makes it with mode 0644, so that a reader finds
+/// the old text or the new, whole. The new one has another name in that directory first. Throws
+/// CFailure, "write <path>: ...", and then leaves all as it was.
 void ReplaceFile(const std::string& name, const std::string& text);
 
 /// The path of a name in a directory.
 std::string PathIn(const std::string& directory, const std::string& name);
+
+/// The directory that a path is in, "." for a name alone.
+std::string FolderOf(const std::string& path);
 
 /// What a symbolic link holds; empty, with errno, if it cannot be read.
 std::string LinkAt(const std::string& path);

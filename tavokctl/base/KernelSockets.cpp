@@ -101,6 +101,7 @@ std::vector<CKernelSocket> UdpSockets() {
                        .port = ntohs(socket.id.idiag_sport),
                        .path = {},
                        .peer = 0,
+                       .owner = {},
                        .used = NumberAt(memory, SK_MEMINFO_RMEM_ALLOC),
                        .limit = NumberAt(memory, SK_MEMINFO_RCVBUF),
                        .dropped = NumberAt(memory, SK_MEMINFO_DROPS)});
@@ -112,17 +113,19 @@ std::vector<CKernelSocket> UnixSockets() {
   unix_diag_req request{};
   request.sdiag_family = AF_UNIX;
   request.udiag_states = ~0U;
-  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_PEER | UDIAG_SHOW_RQLEN;
+  request.udiag_show = UDIAG_SHOW_NAME | UDIAG_SHOW_PEER | UDIAG_SHOW_RQLEN | UDIAG_SHOW_UID;
 
   std::vector<CKernelSocket> sockets;
   ForEachSocket<unix_diag_msg>(request, [&](const auto& socket, auto attributes) {
     if (socket.udiag_type != SOCK_DGRAM) return;
     const auto name = Attribute(attributes, UNIX_DIAG_NAME);
+    const auto owner = Attribute(attributes, UNIX_DIAG_UID);
     sockets.push_back({.inode = socket.udiag_ino,
                        .address = 0,
                        .port = 0,
                        .path = std::string(name.substr(0, name.find('\0'))),
                        .peer = NumberAt(Attribute(attributes, UNIX_DIAG_PEER), 0),
+                       .owner = owner.empty() ? std::nullopt : std::optional(As<uid_t>(owner)),
                        .used = NumberAt(Attribute(attributes, UNIX_DIAG_RQLEN), 0),
                        .limit = 0,
                        .dropped = 0});

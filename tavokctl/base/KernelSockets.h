@@ -10,11 +10,12 @@
 /// A datagram socket of the network namespace of the calling process, as the kernel tells every
 /// user.
 struct CKernelSocket {
-  std::uint64_t inode;  // as in the link of a descriptor, "socket:[inode]"
-  in_addr_t address;    // UDP: in network order
-  std::uint16_t port;   // UDP: 0 if it is not bound
-  std::string path;     // Unix-domain: as it was bound; empty if it was not, or to no path
-  std::uint64_t peer;   // Unix-domain: the inode of the one that it is connected to; else 0
+  std::uint64_t inode;         // as in the link of a descriptor, "socket:[inode]"
+  in_addr_t address;           // UDP: in network order
+  std::uint16_t port;          // UDP: 0 if it is not bound
+  std::string path;            // Unix-domain: as it was bound; empty if it was not, or to no path
+  std::uint64_t peer;          // Unix-domain: the inode of the one that it is connected to; else 0
+  std::optional<uid_t> owner;  // Unix-domain: who made it; empty before Linux 5.3
 
   // The receive queue.
   std::uint64_t used;     // UDP: bytes of kernel memory; Unix-domain: bytes of the oldest datagram

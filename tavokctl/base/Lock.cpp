@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Files.h"
@@ -19,7 +18,7 @@ constexpr useconds_t kPollUs = 2000;
 // Whether nobody else may open it, but for the owner of its directory, who could remove it as well.
 bool IsPrivate(const CDescriptor& file, const std::string& path) {
   struct stat status, folder;
-  const std::string parent = std::filesystem::absolute(path).parent_path();
+  const std::string parent = FolderOf(path);
   if (::fstat(file.Get(), &status) == -1 || ::stat(parent.c_str(), &folder) == -1) return false;
   const bool isOurs =
       status.st_uid == ::geteuid() || status.st_uid == 0 || status.st_uid == folder.st_uid;
@@ -53,7 +52,7 @@ std::unique_ptr<CLock> CLock::Take(const std::string& path, unsigned seconds) {
       if (!TryToLock(file, path) || !IsAt(path, file)) continue;
       return std::unique_ptr<CLock>(new CLock(path, std::move(file)));
     } catch (const CFailure& e) {
-      Complain(std::string("continuing without a lock: ") + e.what());
+      Complain(std::string("tavokctl: continuing without a lock: ") + e.what());
       return nullptr;
     }
   }

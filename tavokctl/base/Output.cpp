@@ -12,6 +12,8 @@
 
 namespace {
 
+int pushError = 0;
+
 std::uint8_t ByteAt(std::string_view text, std::size_t at) {
   return static_cast<std::uint8_t>(text[at]);
 }
@@ -111,8 +113,16 @@ void Complain(std::string_view line) {
   (void)std::fprintf(stderr, "%s\n", ForErrors(line).c_str());
 }
 
+void PushOutput() {
+  if (std::fflush(stdout) != 0) pushError = errno;
+  // What stdio has written, and dropped, before.
+  if (pushError == 0 && std::ferror(stdout) != 0) pushError = EIO;
+}
+
 void FlushOutput() {
-  if (std::fflush(stdout) != 0) throw CFailure("write standard output", errno);
+  PushOutput();
+  std::clearerr(stdout);  // each failure is told once
+  if (pushError != 0) throw CFailure("write standard output", std::exchange(pushError, 0));
 }
 
 CTextOutput::CTextOutput() : m_isTerminal(::isatty(STDOUT_FILENO) == 1) {}

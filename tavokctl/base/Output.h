@@ -34,7 +34,10 @@ void Say(std::string_view line);
 /// Prints a line to standard error.
 void Complain(std::string_view line);
 
-/// Empties the buffer of standard output. Throws CFailure, "write standard output: ...".
+/// Empties the buffer of standard output. A failure is left to FlushOutput to tell.
+void PushOutput();
+
+/// The same, but throws CFailure, "write standard output: ...", for this and all earlier failures.
 void FlushOutput();
 
 /// Standard output for the text of the logs, without a buffer. Make one only.

@@ -29,6 +29,14 @@ void PrintSettings(const CSettings& settings) {
   }
 }
 
+CRefCount<CSettings> ReadAs(const CStarter& starter, const std::string& config) {
+  try {
+    return ReadSettings(config);
+  } catch (const CFailure& e) {
+    throw CFailure(e.what() + starter.AsUser());
+  }
+}
+
 }  // namespace
 
 int Check(int argc, char** argv) {
@@ -39,7 +47,7 @@ int Check(int argc, char** argv) {
       {ConfigOption(config), FlagOption('s', "strict", isStrict), TextOption('a', "as", user)});
 
   const CStarter starter(config, user);
-  const auto settings = ReadSettings(config);
+  const auto settings = ReadAs(starter, config);
   PrintSettings(*settings);
   FlushOutput();  // before the warnings, if both streams lead to one place
   const auto warnings = FindWarnings(*settings, starter);

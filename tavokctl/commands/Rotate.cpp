@@ -35,8 +35,8 @@ constexpr useconds_t kPollUs = 2000;
 
 // tavok would replace the file of a rotation in the same second: wait until that second is over.
 // Where the clock has been set back, there can be files of the seconds to come.
-void AwaitFreshSecond(const std::string& directory, unsigned timeout) {
-  for (const CStopwatch watch; Look(PathIn(directory, RotatedNameOfNow())); ::usleep(kPollUs)) {
+void AwaitFreshSecond(const std::string& directory, const CStopwatch& watch, unsigned timeout) {
+  for (; Look(PathIn(directory, RotatedNameOfNow())); ::usleep(kPollUs)) {
     if (watch.Seconds() < timeout) continue;
     throw CFailure("rotate in " + directory + ": there is a " + RotatedNameOfNow() +
                    " already, and has been for each of " + std::to_string(timeout) + " s");
@@ -61,8 +61,8 @@ std::string DirectoryOf(const CSettings& settings, const CInstance& instance) {
 }
 
 CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
-                          const CInstance& instance, unsigned timeout) {
-  for (const CStopwatch watch; watch.Seconds() < timeout;) {
+                          const CInstance& instance, const CStopwatch& watch, unsigned timeout) {
+  while (watch.Seconds() < timeout) {
     if (const auto rotated = FindRotated(directory, id)) return *rotated;
     if (instance.AwaitEnd(0)) throw CFailure("rotate in " + directory + ": tavok has ended");
     ::usleep(kPollUs);
@@ -75,10 +75,11 @@ CRotatedFile AwaitRotated(const std::string& directory, const CFileId& id,
 }
 
 void RotateInstance(const CSettings& settings, unsigned timeout) {
+  const CStopwatch whole;
   const auto instance = CInstance::Get(settings);
   const std::string directory = DirectoryOf(settings, *instance);
   const auto lock = LockOf(settings, timeout);
-  AwaitFreshSecond(directory, timeout);
+  AwaitFreshSecond(directory, whole, timeout);
   const auto current = Look(PathIn(directory, kCurrentName));
   if (!current) {
     throw CFailure("rotate in " + directory + ": there is no " + kCurrentName +
@@ -86,7 +87,7 @@ void RotateInstance(const CSettings& settings, unsigned timeout) {
   }
   const CStopwatch watch;
   instance->Signal(SIGHUP);
-  const CRotatedFile rotated = AwaitRotated(directory, current->id, *instance, timeout);
+  const CRotatedFile rotated = AwaitRotated(directory, current->id, *instance, whole, timeout);
   Say(qel::QELSPrintf("tavok has rotated: %s, %s, pid %d, %.3f s", rotated.name.c_str(),
                       Size(rotated.state.size).c_str(), instance->Pid(), watch.Seconds()));
 }

@@ -1,7 +1,12 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
+#include <string>
 
 #include "Commands.h"
 #include "base/Failure.h"
+#include "base/Lock.h"
 #include "base/Options.h"
 #include "commands/Starting.h"
 #include "config/Config.h"
@@ -24,6 +29,12 @@ constexpr const char* kUsage =
     "                         one, which is ended if it is not up by then (default: 30)\n"
     "  OPTIONS                further options for tavok\n";
 
+// Whether a service manager has passed sockets to this process, which tavok will be.
+bool IsSocketPassed() {
+  const char* const pid = std::getenv("LISTEN_PID");
+  return pid != nullptr && pid == std::to_string(::getpid());
+}
+
 }  // namespace
 
 int Start(int argc, char** argv) {
@@ -44,6 +55,10 @@ int Start(int argc, char** argv) {
   if (IsServiceOf(config)) {
     throw CWrongUse("--foreground with this configuration is for its service");
   }
-  MakeRoom(*ReadSettings(config), timeout);
+  {
+    const auto settings = ReadSettings(config);
+    const auto lock = LockOf(*settings, timeout);
+    MakeRoom(*settings, timeout, IsSocketPassed());
+  }
   BecomeTavok(config, options);
 }

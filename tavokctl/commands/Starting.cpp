@@ -1,5 +1,7 @@
 #include "commands/Starting.h"
 
+#include <unistd.h>
+
 #include "base/Failure.h"
 #include "config/Config.h"
 #include "config/Warnings.h"
@@ -36,6 +38,8 @@ void StartAnew(const std::string& config, const std::vector<std::string>& option
       throw CWrongUse("options for tavok need -c: the service has its own");
     }
   } catch (const CFailure& e) {
+    // What another user than root may not do says nothing about the service.
+    if (IsServiceOf(config) && ::geteuid() != 0) throw;
     throw CFailure(e.what() + Explanation(*settings));
   }
 }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <sstream>
 
 #include "commands/StatusFormats.h"
@@ -45,7 +46,7 @@ void AddFiles(const CStatusReport& report, CMetrics& metrics) {
   if (report.current) {
     metrics.Add("tavok_current_file_bytes", "Size of the current file.", report.current->size);
     metrics.Add("tavok_last_write_timestamp_seconds", "Last write to the current file, since 1970.",
-                static_cast<std::uint64_t>(report.current->written));
+                static_cast<std::uint64_t>(std::max<std::time_t>(0, report.current->written)));
   }
   metrics.Add("tavok_current_file_limit_bytes", "Size at which the current file is rotated.",
               report.maxFileSize);

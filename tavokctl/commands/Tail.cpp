@@ -33,6 +33,6 @@ int Tail(int argc, char** argv) {
 
   CFollower follower(ReadSettings(config)->m_strDirName);
   follower.WriteLastLines(lines);
-  if (isFollowed) follower.Follow();
+  isFollowed ? follower.Follow() : follower.End();
   return kDone;
 }

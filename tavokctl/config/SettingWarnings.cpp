@@ -1,12 +1,12 @@
 #include "config/SettingWarnings.h"
 
-#include <libgen.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "LogFileNames.h"
+#include "base/Files.h"
 
 unsigned CSettingWarnings::LineOf(const char* key) const {
   for (const CConfigLine& line : m_lines) {
@@ -39,11 +39,6 @@ void CSettingWarnings::WarnOfRotatedName(const char* key, const std::string& pat
   if (isThere && path.find(kRotatedMark, path.rfind('/') + 1) != std::string::npos) {
     Warn(key, path + " counts as a rotated file and will be deleted");
   }
-}
-
-std::string FolderOf(const std::string& path) {
-  std::string copy = path;
-  return ::dirname(copy.data());
 }
 
 mode_t KindOf(const std::string& path) {

@@ -34,8 +34,5 @@ class CSettingWarnings {
   std::vector<CWarning>& m_warnings;
 };
 
-/// The directory that a path lies in.
-std::string FolderOf(const std::string& path);
-
 /// The type bits of a file's mode; 0 if there is no such file.
 mode_t KindOf(const std::string& path);

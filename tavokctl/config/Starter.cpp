@@ -15,16 +15,6 @@
 
 namespace {
 
-void Become(const std::string& user) {
-  const passwd* const entry = ::getpwnam(user.c_str());
-  if (entry == nullptr) throw CFailure("check as " + user + ": there is no such user");
-  if (entry->pw_uid == ::geteuid()) return;
-  if (::initgroups(user.c_str(), entry->pw_gid) == -1 || ::setgid(entry->pw_gid) == -1 ||
-      ::setuid(entry->pw_uid) == -1) {
-    throw CFailure("check as " + user, errno);
-  }
-}
-
 std::string OfService(const std::string& property) { return UnitProperty(kServiceUnit, property); }
 
 // The paths in a property, without the signs that may be before one, below a directory.
@@ -56,6 +46,17 @@ CStarter::CStarter(const std::string& config, const std::string& user) {
   if (!effective.empty()) Become(effective);
 }
 
+void CStarter::Become(const std::string& user) {
+  const passwd* const entry = ::getpwnam(user.c_str());
+  if (entry == nullptr) throw CFailure("check as " + user + ": there is no such user");
+  if (entry->pw_uid == ::geteuid()) return;
+  if (::initgroups(user.c_str(), entry->pw_gid) == -1 || ::setgid(entry->pw_gid) == -1 ||
+      ::setuid(entry->pw_uid) == -1) {
+    throw CFailure("check as " + user, errno);
+  }
+  m_user = user;
+}
+
 // See systemd.exec(5).
 void CStarter::ReadUnit() {
   const std::string system = OfService("ProtectSystem"), home = OfService("ProtectHome");
@@ -83,7 +84,11 @@ void CStarter::ReadUnit() {
 std::string CStarter::Obstacle(const std::string& path, int mode) const {
   std::error_code unknown;
   const std::string real = std::filesystem::weakly_canonical(path, unknown);
-  if (!IsMade(real) && ::access(path.c_str(), mode) == -1) return std::strerror(errno);
+  if (const int error = ::access(path.c_str(), mode) == -1 ? errno : 0; error != 0) {
+    // systemd makes it, and gives it to the user.
+    const bool isMended = IsMade(real) && (error == ENOENT || error == EACCES || error == EPERM);
+    if (!isMended) return std::strerror(error) + AsUser();
+  }
   if (IsWithin(m_hidden, real)) return "hidden by the sandbox of its unit";
   const bool isReadOnly = (mode & W_OK) != 0 && IsWithin(m_readOnly, real);
   return isReadOnly ? "read-only in the sandbox of its unit" : "";

@@ -15,6 +15,9 @@ class CStarter {
   /// the sandbox does; empty if it can. A directory that systemd makes for it counts as writable.
   std::string Obstacle(const std::string& path, int mode) const;
 
+  /// " (as user NAME)", for messages; empty if that is the caller.
+  std::string AsUser() const { return m_user.empty() ? "" : " (as user " + m_user + ")"; }
+
   /// Whether systemd makes this directory, before it starts tavok.
   bool IsMade(const std::string& path) const;
 
@@ -27,8 +30,10 @@ class CStarter {
 
  private:
   void ReadUnit();
+  void Become(const std::string& user);
   bool IsWithin(const std::vector<std::string>& directories, const std::string& path) const;
 
+  std::string m_user;  // whose rights it has taken on
   std::vector<std::string> m_writable, m_readOnly, m_hidden;
   std::vector<std::string> m_made;  // by systemd, before it starts tavok
   bool m_hasOwnTmp = false;

@@ -4,8 +4,6 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 
 #include "QELString.h"
 #include "base/Failure.h"
@@ -23,6 +21,8 @@
 #include "process/Service.h"
 
 namespace {
+
+constexpr useconds_t kPollUs = 2000;
 
 void RemoveStale(const std::string& pidFile, const std::string& why) {
   const auto kind = ReadPidFile(pidFile).kind;
@@ -45,7 +45,7 @@ void RefuseTheServices(const CInstance& instance) {
 // tavok would go on without its pid file, and no command would find it.
 void RequireWritable(const std::string& pidFile) {
   if (pidFile.empty()) throw CFailure("start tavok: PidFileName is empty: it could not be found");
-  const std::string folder = std::filesystem::absolute(pidFile).parent_path();
+  const std::string folder = FolderOf(pidFile);
   const bool isThere = Look(pidFile).has_value();
   if (::access(isThere ? pidFile.c_str() : folder.c_str(), isThere ? W_OK : W_OK | X_OK) == -1) {
     throw CFailure("start tavok: write pid file " + pidFile, errno);
@@ -62,7 +62,7 @@ void RequireSameUser(const CInstance& running) {
 
 // What keeps a start from failing after the old one has been stopped.
 void RequireDirectory(const std::string& directory) {
-  const std::string folder = std::filesystem::absolute(directory).parent_path();
+  const std::string folder = FolderOf(directory);
   const bool isThere = TryToLook(directory).has_value();
   if (::access(isThere ? directory.c_str() : folder.c_str(), W_OK | X_OK) == 0) return;
   throw CFailure("start tavok: write to DirName " + directory, errno);
@@ -88,14 +88,27 @@ void RequireFree(const std::string& path) {
   throw CFailure("start tavok: Port " + path + " is the socket of another program, which answers");
 }
 
+// That one's descriptors may be hidden even from its own user.
+bool HasIt(const CInstance& running, const CSettings& settings) {
+  try {
+    return HasSocket(running.Pid(), settings);
+  } catch (const CFailure&) {
+    return true;
+  }
+}
+
 void RequireSocket(const CSettings& settings, const CInstance* running) {
-  if (std::getenv("LISTEN_FDS") != nullptr) return;  // a service manager holds it
-  if (running != nullptr && HasSocket(running->Pid(), settings)) return;
+  if (running != nullptr && HasIt(*running, settings)) return;
   if (CSettings::PortNumber(settings.m_strPort) == 0) {
     RequireFree(settings.m_strPort);
   } else if (running != nullptr) {
     RequirePort(settings);
   }
+}
+
+// One that another tavokctl has just become has no pid file yet.
+void AwaitBeginner(const CSettings& settings) {
+  for (const CStopwatch watch; watch.Seconds() < 1 && IsOneBeginning(settings);) ::usleep(kPollUs);
 }
 
 void Clear(const CSettings& settings, const CInstance* running, unsigned seconds, std::string why) {
@@ -108,7 +121,8 @@ void Clear(const CSettings& settings, const CInstance* running, unsigned seconds
 
 }  // namespace
 
-void MakeRoom(const CSettings& settings, unsigned seconds) {
+void MakeRoom(const CSettings& settings, unsigned seconds, bool isHeld) {
+  AwaitBeginner(settings);
   RequireWritable(settings.m_strPidFileName);
   std::string why;
   const auto running = CInstance::FindVisible(settings, why);
@@ -118,7 +132,7 @@ void MakeRoom(const CSettings& settings, unsigned seconds) {
     RequireDirectory(settings.m_strDirName);
   }
   RequireNoOther(settings, running ? running->Pid() : 0);
-  RequireSocket(settings, running.get());
+  if (!isHeld) RequireSocket(settings, running.get());
   Clear(settings, running.get(), seconds, why);
 }
 
@@ -139,7 +153,7 @@ void HandOver(const CSettings& settings, const std::vector<std::string>& options
   (void)FindProgram();
   RequireWritable(settings.m_strPidFileName);
   const auto lock = LockOf(settings, timeout);
-  MakeRoom(settings, timeout);
+  MakeRoom(settings, timeout, false);
   const CStopwatch watch;
   const pid_t pid = Launch(settings, options, timeout);
   Say(qel::QELSPrintf("tavok is up: pid %d, %.3f s", pid, watch.Seconds()));

@@ -13,8 +13,9 @@
 ///
 /// Throws CFailure before all that if the new one could not be found again, would write where
 /// another tavok does or take its socket from another program; and if one runs, so that it is not
-/// stopped in vain, if that is another user's, or if the new one could not write or bind.
-void MakeRoom(const CSettings& settings, unsigned seconds);
+/// stopped in vain, if that is another user's, or if the new one could not write or bind. `isHeld`:
+/// a service manager has the socket and passes it on.
+void MakeRoom(const CSettings& settings, unsigned seconds, bool isHeld);
 
 /// The same for the service, whose own process is left to systemd, as is its socket.
 void MakeRoomForService(const CSettings& settings, unsigned seconds);

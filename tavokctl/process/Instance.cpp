@@ -7,6 +7,7 @@ extern "C" {
 }
 
 #include <cerrno>
+#include <optional>
 
 #include "QELString.h"
 #include "base/Failure.h"
@@ -20,6 +21,11 @@ namespace {
 
 constexpr const char* kBlanks = " \t\r\n";
 constexpr std::size_t kPidFileLimit = 4096;
+
+// A process that the caller may not see.
+struct CHidden : CFailure {
+  using CFailure::CFailure;
+};
 
 // The file name of its program; empty without the permission to see it.
 std::string ProgramOf(pid_t pid) {
@@ -35,7 +41,8 @@ std::string NameOf(pid_t pid) {
   const std::string name = CommAt(ProcPath(pid, ""));
   // Any process can call itself tavok.
   const std::string program = name == kProgramName ? ProgramOf(pid) : "";
-  return program.empty() ? name : program;
+  // Its file may have been renamed meanwhile, such as to tavok.old.
+  return program.empty() || program.starts_with(kProgramName) ? name : program;
 }
 
 }  // namespace
@@ -67,7 +74,14 @@ std::unique_ptr<CInstance> CInstance::FindVisible(const CSettings& settings, std
 
 std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::string& why,
                                            std::string& doubt) {
-  auto named = FindNamed(settings.m_strPidFileName, why);
+  std::unique_ptr<CInstance> named;
+  std::optional<CHidden> hidden;
+  try {
+    named = FindNamed(settings.m_strPidFileName, why);
+  } catch (const CHidden& e) {
+    hidden = e;
+    why = e.what();
+  }
   const bool isAnothers = named && IsAnothers(named->Pid(), settings);
   if (named && !isAnothers) return named;
   if (isAnothers) {
@@ -79,6 +93,7 @@ std::unique_ptr<CInstance> CInstance::Find(const CSettings& settings, std::strin
     std::string hasEnded;
     return Open(*user, "", hasEnded);
   }
+  if (hidden) throw CHidden(*hidden);
   if (isAnothers) throw CFailure("find tavok: " + why);
   return nullptr;
 }
@@ -109,7 +124,7 @@ std::unique_ptr<CInstance> CInstance::Open(pid_t pid, const std::string& namedIn
   const std::string name = instance->m_process ? NameOf(pid) : "";
   const std::string what = "process " + std::to_string(pid) + namedIn;
   if (name.empty() && instance->m_process && !instance->AwaitEnd(0)) {
-    throw CFailure("look at " + what + ": it is hidden from this user");
+    throw CHidden("look at " + what + ": it is hidden from this user");
   }
   if (name == kProgramName && !instance->AwaitEnd(0)) return instance;
   const bool hasEnded = name.empty() || name == kProgramName;

@@ -80,14 +80,14 @@ bool Uses(const COpenFiles& files, pid_t pid, const CSettings& settings) {
 // Whether a process whose descriptors are hidden may be it: another user's can have a configuration
 // of the same name, or can pretend to have this one.
 bool MayUse(pid_t pid, const CSettings& settings) {
-  auto its = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
-  if (!its) its = TryToLook(settings.m_strDirName);
+  const auto its = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
   const auto process = TryToLook(ProcPath(pid, ""));
-  return its && process && its->owner == process->owner && HasRead(pid, settings.m_strConfFile);
+  const bool isOthers = its && process && its->owner != process->owner;
+  return !isOthers && HasRead(pid, settings.m_strConfFile);
 }
 
 // The first process is always there, but not for everybody.
-bool AreOthersHidden() { return !TryToLook("/proc/1"); }
+bool AreOthersHidden() { return CommAt("/proc/1").empty(); }
 
 // Calls `use` with each process that is a tavok and has not ended.
 template <class Use>
@@ -121,6 +121,15 @@ std::optional<pid_t> FindByUse(const CSettings& settings, std::string& doubt) {
   return found;
 }
 
+bool IsOneBeginning(const CSettings& settings) {
+  bool isThere = false;
+  ForEachTavok([&](pid_t pid) {
+    const auto files = TryToSee(pid);
+    isThere |= files && files->written.empty() && HasRead(pid, settings.m_strConfFile);
+  });
+  return isThere;
+}
+
 std::optional<pid_t> FindOtherWriter(const CSettings& settings, pid_t own) {
   std::optional<pid_t> other;
   const auto current = TryToLook(PathIn(settings.m_strDirName, kCurrentName));
@@ -135,6 +144,13 @@ std::optional<pid_t> FindOtherWriter(const CSettings& settings, pid_t own) {
 bool IsAnothers(pid_t pid, const CSettings& settings) {
   const auto files = TryToSee(pid);
   return files && !HasRead(pid, settings.m_strConfFile) && !Uses(*files, pid, settings);
+}
+
+std::string OtherConfigOf(pid_t pid, const CSettings& settings) {
+  const auto files = TryToSee(pid);
+  if (!files || HasRead(pid, settings.m_strConfFile)) return {};
+  const bool isSame = HasCurrent(*files, pid, settings) && HasSocket(*files, pid, settings);
+  return isSame ? "" : ConfigOf(pid);
 }
 
 bool HasSocket(pid_t pid, const CSettings& settings) {

@@ -2,11 +2,11 @@
 
 #include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 
 #include "base/Failure.h"
 #include "base/Files.h"
+#include "base/KernelSockets.h"
 #include "base/Output.h"
 #include "process/HandOver.h"
 #include "process/ProcFiles.h"
@@ -19,10 +19,19 @@ bool IsActive(const char* unit) { return Systemctl({"is-active", "--quiet", unit
 void Act(const std::string& verb, const std::string& unit) {
   const std::string command = "systemctl " + verb + " " + unit;
   Say(command);
-  (void)std::fflush(stdout);  // before what systemctl prints
+  PushOutput();  // before what systemctl prints
   if (const int status = Systemctl({verb, unit}); status != 0) {
     throw CFailure(command + ": it ended with status " + std::to_string(status));
   }
+}
+
+// Whether the path of tavok.socket does not lead any more to what systemd, as root, has opened.
+bool IsPathLost() {
+  const std::string listen = UnitProperty(kSocketUnit, "Listen");  // "/path (Datagram)"
+  const std::string path = listen.substr(0, listen.rfind(" ("));
+  if (!path.starts_with('/')) return false;
+  const auto socket = ReceiverAt(path).socket;
+  return !socket || socket->owner.value_or(0) != 0;
 }
 
 }  // namespace
@@ -37,8 +46,9 @@ bool IsServiceOf(const std::string& config) {
 
 bool IsInTheService(pid_t pid) {
   try {
-    return ReadText(ProcPath(pid, "cgroup")).find(std::string("/") + kServiceUnit) !=
-           std::string::npos;
+    const std::string groups = ReadText(ProcPath(pid, "cgroup"));
+    const bool isUsers = groups.find("/user@") != groups.npos;  // of a user's own manager
+    return !isUsers && groups.find(std::string("/") + kServiceUnit) != groups.npos;
   } catch (const CFailure&) {
     return false;
   }
@@ -46,6 +56,8 @@ bool IsInTheService(pid_t pid) {
 
 void RestartService(const CSettings& settings, unsigned seconds) {
   if (!IsActive(kServiceUnit)) MakeRoomForService(settings, seconds);
+  // tavok has closed it to senders when it stops, and systemd would pass it on as it is.
+  if (IsActive(kSocketUnit) && IsPathLost()) Act("stop", kSocketUnit);
   Act("restart", kServiceUnit);
 }
 

@@ -18,8 +18,11 @@ namespace {
 pid_t Spawn(std::vector<std::string> words, const posix_spawn_file_actions_t* streams) {
   words.insert(words.begin(), "systemctl");
   pid_t pid = 0;
-  const int failed =
-      ::posix_spawnp(&pid, "systemctl", streams, nullptr, Arguments(words).data(), ::environ);
+  const auto spawn = [&](const char* program) {
+    return ::posix_spawnp(&pid, program, streams, nullptr, Arguments(words).data(), ::environ);
+  };
+  int failed = spawn("systemctl");
+  if (failed == ENOENT) failed = spawn("/usr/bin/systemctl");  // for an odd PATH
   if (failed != 0) throw CFailure("run systemctl", failed);
   return pid;
 }

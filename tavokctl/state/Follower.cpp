@@ -9,11 +9,13 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <limits>
 #include <utility>
 #include <vector>
 
 #include "LogFileNames.h"
 #include "base/Failure.h"
+#include "base/Stopwatch.h"
 #include "state/History.h"
 #include "state/LineSearch.h"
 
@@ -49,13 +51,17 @@ void CFollower::WriteLastLines(unsigned lines) {
   OpenNext();
   CLineSearch search(lines);
   bool isFound = false;
+  std::uint64_t end = 0;
   if (m_file) {
-    const std::uint64_t begin = search.BeginIn(m_file, Look(m_file, kCurrentName).size, isFound);
+    end = Look(m_file, kCurrentName).size;
+    const std::uint64_t begin = search.BeginIn(m_file, end, isFound);
     (void)::lseek(m_file.Get(), static_cast<off_t>(begin), SEEK_SET);
   }
   if (!isFound && lines > 0) WriteRotated(search);
-  Drain();
+  CopyTo(end);
 }
+
+void CFollower::End() { m_output.End(); }
 
 // Those of the last lines that are in rotated files.
 void CFollower::WriteRotated(CLineSearch& search) {
@@ -88,6 +94,8 @@ void CFollower::Follow() {
 
 void CFollower::ReadEvents() {
   alignas(inotify_event) char buffer[kBlock];
+  const CStopwatch watch;
+  const auto mayWait = [&] { return IsNameAwaited() && watch.Seconds() * 1000 < kNameWaitMs; };
   do {
     const ssize_t size = ::read(m_events.Get(), buffer, sizeof buffer);
     for (ssize_t at = 0; at < size;) {
@@ -95,7 +103,7 @@ void CFollower::ReadEvents() {
       TakeEvent(*event);
       at += static_cast<ssize_t>(sizeof *event + event->len);
     }
-  } while (AwaitEvent(IsNameAwaited() ? kNameWaitMs : 0));
+  } while (AwaitEvent(mayWait() ? kNameWaitMs : 0));
   if (std::exchange(m_hasLostEvents, false)) Resume();
 }
 
@@ -204,12 +212,23 @@ void CFollower::Resume() {
 // Copies the rest of the open file to standard output.
 void CFollower::Drain() {
   if (!m_file) return;
-  char block[kBlock];
   do {
-    while (const std::size_t count = ReadSome(m_file, m_directory, block, sizeof block)) {
-      m_output.Write(block, count);
-    }
+    CopyTo(std::numeric_limits<off_t>::max());
   } while (RestartIfTruncated());
+}
+
+// Up to an offset, or to the end of the file.
+void CFollower::CopyTo(std::uint64_t end) {
+  if (!m_file) return;
+  char block[kBlock];
+  std::uint64_t at = static_cast<std::uint64_t>(::lseek(m_file.Get(), 0, SEEK_CUR));
+  while (at < end) {
+    const std::size_t size = std::min<std::uint64_t>(end - at, sizeof block);
+    const std::size_t count = ReadSome(m_file, m_directory, block, size);
+    if (count == 0) return;
+    m_output.Write(block, count);
+    at += count;
+  }
 }
 
 // tavok never truncates a file; somebody else may.

@@ -20,6 +20,9 @@ class CFollower {
   /// has fewer. Throws CFailure when the output cannot be written. To be called once, first.
   void WriteLastLines(unsigned lines);
 
+  /// Instead of Follow: writes an incomplete character that the text has ended with.
+  void End();
+
   /// Then all that is added. Never returns; throws CFailure as above, and when the directory has
   /// been removed.
   void Follow();
@@ -39,6 +42,7 @@ class CFollower {
   void WriteRotated(class CLineSearch& search);
   void Resume();
   void Drain();
+  void CopyTo(std::uint64_t end);
   bool RestartIfTruncated();
 
   const std::string m_directory;

@@ -10,12 +10,15 @@ Answer Not(const Answer& answer) { return answer ? Answer(!*answer) : answer; }
 
 }  // namespace
 
-const std::array<CProblem, 9> kProblems = {{
+const std::array<CProblem, 11> kProblems = {{
     {"reception-ended",
      "nothing is received any more, after an empty datagram or an error: restart tavok", true,
      [](const CStatusReport& report) -> Answer { return Not(report.process->isReceiving); }},
     {"no-open-file", "no file is open since a rotation failed, and all text is lost: restart tavok",
      true, [](const CStatusReport& report) -> Answer { return Not(report.hasOpenFile); }},
+    {"writes-failing",
+     "what was received last could not be stored, and is lost: the system log says why", true,
+     [](const CStatusReport& report) -> Answer { return report.process->isLosing; }},
     {"current-file-missing",
      "the current file has been removed or moved, and text goes to the old one: restart tavok",
      true, [](const CStatusReport& report) -> Answer { return report.isCurrentMissing; }},
@@ -44,6 +47,10 @@ const std::array<CProblem, 9> kProblems = {{
      [](const CStatusReport& report) -> Answer {
        return report.isUdp ? false : Not(report.isSocketAtPath);
      }},
+    {"socket-unheld",
+     "the service has its own socket, which only root and its user may send to, instead of that of "
+     "tavok.socket: tavokctl check tells whether they differ; if not, tavokctl restart",
+     true, [](const CStatusReport& report) -> Answer { return report.isSocketUnheld; }},
     {"configuration-changed",
      "the configuration is younger than the process, which does not know it yet: restart tavok",
      false, [](const CStatusReport& report) -> Answer { return report.isConfigChanged; }},

@@ -16,7 +16,7 @@ struct CProblem {
 };
 
 /// All of them, in the order in which they are told.
-extern const std::array<CProblem, 9> kProblems;
+extern const std::array<CProblem, 11> kProblems;
 
 /// Those of a tavok that runs, as far as the report tells.
 std::vector<const CProblem*> FindProblems(const CStatusReport& report);

@@ -46,17 +46,21 @@ std::vector<CPastFile> Rotated(const std::string& directory) {
   return files;
 }
 
-// Leaves out what was rotated after that file. Returns false if it is not among them.
+// Leaves out what was rotated after that file, just now: a clock that was set back has left files
+// of times to come. Returns false if it is not among them.
 bool CutBehind(std::vector<CPastFile>& files, const CFileId& id) {
   const auto it = std::find_if(files.begin(), files.end(),
                                [&](const CPastFile& file) { return file.state.id == id; });
   if (it == files.end()) return false;
-  files.erase(std::next(it), files.end());
+  const std::time_t now = std::time(nullptr);
+  files.erase(std::remove_if(std::next(it), files.end(),
+                             [now](const CPastFile& file) { return file.end <= now; }),
+              files.end());
   return true;
 }
 
 // None if a file was made, or rotated and then replaced or removed, meanwhile. The last attempt
-// takes it as it is: rotations may be faster than the directory can be read.
+// takes it as it is: each rotation within one second replaces the file of the one before.
 std::optional<std::vector<CPastFile>> TryToList(const std::string& directory, bool isLast) {
   const std::string path = PathIn(directory, kCurrentName);
   CDescriptor current = TryToOpen(path);
@@ -65,6 +69,7 @@ std::optional<std::vector<CPastFile>> TryToList(const std::string& directory, bo
   const auto now = TryToLook(path);
   if (!current) return now && !isLast ? std::nullopt : std::optional(std::move(files));
   const CFileState state = Look(current, path);
+  if (!S_ISREG(state.mode)) throw CFailure("read " + path + ": it is not a regular file");
   if (!isLast && !(now && now->id == state.id)) {
     // Rotated meanwhile. Only a list that was made after that is sure to have it, and tells what
     // came before it.
@@ -115,13 +120,13 @@ bool EnsureOpen(const std::string& directory, CPastFile& file) {
   const std::string path = PathIn(directory, file.name);
   if (!file.file) file.file = TryToOpen(path);
   if (!file.file && errno != ENOENT) {
-    Complain("open " + path + ": " + std::strerror(errno));
+    Complain("tavokctl: open " + path + ": " + std::strerror(errno));
     return false;
   }
   // A later rotation within the same second may have replaced it.
   if (file.file && Look(file.file, path).id == file.state.id) return true;
   file.file.Close();
-  Complain(path + " was removed before it could be read");
+  Complain("tavokctl: " + path + " was removed before it could be read");
   return false;
 }
 

@@ -18,7 +18,8 @@ struct CPastFile {
 /// The files of a log directory in the order in which they were written: the rotated ones by the
 /// time of their rotation, then the current one, if there is one, open. Of a file whose name is
 /// that of a rotation, the name tells its time, else, or if that is earlier, the last change of its
-/// inode. A rotation meanwhile is seen as if it came before or after. Throws CFailure.
+/// inode. A rotation meanwhile is seen as if it came before or after, unless files are rotated away
+/// and replaced each of twenty times. Throws CFailure.
 std::vector<CPastFile> PastFiles(const std::string& directory);
 
 /// Only those that may hold text from a time to another, both included: tavok keeps no time for

@@ -9,6 +9,7 @@
 #include "ThreadNames.h"
 #include "process/Instance.h"
 #include "process/ProcFiles.h"
+#include "process/Service.h"
 #include "process/Systemd.h"
 
 namespace {
@@ -46,17 +47,19 @@ timespec TimeOfTicks(std::uint64_t ticks) {
   return {static_cast<std::time_t>(time / kSecond), static_cast<long>(time % kSecond)};
 }
 
-// Whether the receive thread lives; empty for a tavok of an earlier version, which does not name
-// its threads.
-std::optional<bool> IsReceiving(int pid) {
+// What the names of its threads tell: nothing for a tavok of an earlier version, which gives none.
+void LookAtThreads(int pid, CProcessState& process) {
   const std::string tasks = ProcPath(pid, "task");
   std::set<std::string> names;
   for (const pid_t thread : ProcEntries(tasks)) {
     if (thread != pid) names.insert(CommAt(tasks + "/" + std::to_string(thread)));
   }
-  if (names.count(kReceiverName) > 0) return true;
+  const bool isLosing = names.count(kLosingName) > 0;
+  const bool isReceiving = isLosing || names.count(kReceiverName) > 0;
   const bool isNamed = names.count(kWorkerName) > 0 || names.count(kProgramName) == 0;
-  return isNamed ? std::optional(false) : std::nullopt;
+  if (!isReceiving && !isNamed) return;
+  process.isReceiving = isReceiving;
+  process.isLosing = isLosing;
 }
 
 }  // namespace
@@ -70,9 +73,11 @@ CProcessState LookAtProcess(int pid) {
   process.memory = Number(Field(status, "VmRSS:")) << 10;
   process.peakMemory = Number(Field(status, "VmHWM:")) << 10;
   process.threads = static_cast<unsigned>(Number(Field(status, "Threads:")));
-  process.isReceiving = IsReceiving(pid);
+  LookAtThreads(pid, process);
   process.isSuspended = state.starts_with('T') || state.starts_with('t');
-  process.unit = UnitOf(pid);
+  process.owner = static_cast<uid_t>(Number(Field(status, "Uid:")));
+  // systemctl takes longer than all the rest.
+  process.unit = IsInTheService(pid) ? kServiceUnit : UnitOf(pid);
   return process;
 }
 

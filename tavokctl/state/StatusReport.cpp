@@ -1,6 +1,7 @@
 #include "state/StatusReport.h"
 
 #include <arpa/inet.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -13,7 +14,9 @@
 #include "config/Config.h"
 #include "process/Instance.h"
 #include "process/ProcFiles.h"
+#include "process/Search.h"
 #include "process/Service.h"
+#include "process/Systemd.h"
 
 namespace {
 
@@ -38,12 +41,10 @@ class CStatusLook {
       if (!m_report.process->isReceiving)
         Note("its threads have no names: it is of an older version");
       Try([this] { m_open = OpenFilesOf(m_report.process->pid); });
-      if (IsGuess()) {
+      if (const std::string doubt = DoubtOfConfig(); !doubt.empty()) {
         m_report.listensOn.clear();
         m_report.problems = FindProblems(m_report);
-        return Note(
-            "where its files and its socket are is not known: the configuration may have "
-            "been another, or relative to another directory");
+        return Note("where its files and its socket are is not known: " + doubt);
       }
       ResolveDirectory();
       Try([this] { LookAtSocket(); });
@@ -55,12 +56,17 @@ class CStatusLook {
   }
 
  private:
-  // Whether what the configuration names may be another's.
-  bool IsGuess() const {
+  // Why what the configuration names may be another's.
+  std::string DoubtOfConfig() const {
+    const std::string other = OtherConfigOf(m_report.process->pid, m_settings);
+    if (!other.empty() && !m_report.isConfigChanged)
+      return "it was started with another configuration, " + other + ": look at that by -c";
     const bool isRelative = !m_directory.starts_with('/') ||
                             (!m_report.isUdp && !m_settings.m_strPort.starts_with('/'));
     const bool isHere = !LinkAt(ProcPath(m_report.process->pid, "cwd")).empty();
-    return !m_open && (m_report.isConfigChanged || (isRelative && !isHere));
+    const bool isGuess = !m_open && (m_report.isConfigChanged || (isRelative && !isHere));
+    return isGuess ? "the configuration may have been another, or relative to another directory"
+                   : "";
   }
 
   // Runs a step of the report, and notes its failure.
@@ -101,12 +107,14 @@ class CStatusLook {
   // Of one in another process namespace, the pid file means nothing here.
   void LookForReceiver() {
     const bool isNamed = ReadPidFile(m_settings.m_strPidFileName).kind == CPidFile::kPid;
-    const std::string& port = m_settings.m_strPort;
-    if (!isNamed || CSettings::PortNumber(port) != 0 || IsServiceOf(m_settings.m_strConfFile))
-      return;
-    if (!IsAlive(port)) return;
+    if (!isNamed || IsServiceOf(m_settings.m_strConfFile)) return;
+    const bool isThere =
+        m_report.isUdp
+            ? UdpSocketAt(AddressOf(m_settings.m_strBindingAddress), ConfiguredPort()).has_value()
+            : IsAlive(m_settings.m_strPort);
+    if (!isThere) return;
     m_report.running.reset();
-    m_report.reason += ", but somebody receives at " + port;
+    m_report.reason += ", but somebody receives at " + m_report.listensOn;
   }
 
   // Paths in the configuration are relative to the directory that tavok was started in. One that
@@ -142,6 +150,18 @@ class CStatusLook {
     }
   }
 
+  // Whether the service has opened the socket itself and only its own user may send to it. Where
+  // tavok.socket is masked, somebody wants that.
+  void LookAtOwner(const std::string& path) {
+    const CProcessState& process = *m_report.process;
+    const auto file = TryToLook(path);
+    if (!m_report.socket || !m_report.socket->owner || !process.unit || !file) return;
+    const bool isOwn = process.owner != 0 && *m_report.socket->owner == process.owner;
+    const bool isPrivate = (file->mode & (S_IWGRP | S_IWOTH)) == 0;
+    m_report.isSocketUnheld = *process.unit == kServiceUnit && isOwn && isPrivate &&
+                              UnitProperty(kSocketUnit, "LoadState") != "masked";
+  }
+
   // Where the descriptors are hidden, who receives at the path may be another process.
   void LookAtPath(const std::string& path) {
     const CReceiver receiver = ReceiverAt(path);
@@ -155,6 +175,7 @@ class CStatusLook {
     } else {
       m_report.isSocketAtPath = receiver.socket && receiver.socket->inode == m_report.socket->inode;
     }
+    LookAtOwner(path);
   }
 
   bool IsOurs(const CKernelSocket& socket) const { return m_open->HasSocket(socket.inode); }
@@ -198,8 +219,9 @@ class CStatusLook {
     }
     m_report.freeBytes = disk.f_bavail * disk.f_frsize;
     m_report.diskBytes = disk.f_blocks * disk.f_frsize;
-    // Some file systems have no fixed number of inodes, and tell 0 of 0.
-    m_report.isDiskFull = disk.f_bavail == 0 || (disk.f_files > 0 && disk.f_favail == 0);
+    // Some file systems have no fixed number of blocks or inodes, and tell 0 of 0.
+    m_report.isDiskFull =
+        (disk.f_blocks > 0 && disk.f_bavail == 0) || (disk.f_files > 0 && disk.f_favail == 0);
   }
 
   const CSettings& m_settings;
@@ -223,7 +245,7 @@ CStatusReport LookOnce(const std::string& config) {
 
 // Whether what looks amiss may be a change that happens just now.
 bool IsToBeSeenAgain(const CStatusReport& report) {
-  return report.Health() == EHealth::kFailing || (report.isConfigRead && !report.running);
+  return report.Health() == EHealth::kFailing || (report.isConfigRead && report.running != true);
 }
 
 }  // namespace

@@ -44,6 +44,7 @@ struct CStatusReport {
   bool isUdp;
   std::optional<bool> running;           // empty if that cannot be told
   std::optional<bool> isSocketAtPath;    // Unix-domain: whether its path leads to it
+  std::optional<bool> isSocketUnheld;    // Unix-domain: of the service, but not of its manager
   std::optional<bool> isCurrentMissing;  // there is no file at the path of the current one
   std::optional<bool> hasOpenFile;       // tavok has a file to write to
   std::optional<bool> isCurrentOpen;     // that file is the current one

@@ -88,9 +88,31 @@ step_check() {
   inside sh -c "cd $logs && chown tavok tmp.tavok && chmod 640 tmp.tavok"
 
   inside tavokctl check --strict
+  inside mount --bind -o ro "$logs" "$logs"
+  keeps_running "cannot be written: Read-only file system"
+  inside umount "$logs"
+
+  inside tavokctl check --strict
   inside tavokctl stop
   inside rm -r /run/tavok
   inside tavokctl check --strict
   inside sh -c 'tavokctl check --strict && tavokctl restart'
   arrives_from nobody:nogroup "after all is right"
+}
+
+# When its path is gone, systemd passes on a socket that tavok has closed to senders when it stopped.
+step_lost_socket() {
+  inside rm "$socket"
+  inside systemctl restart tavok
+  refused send_as nobody:nogroup "by nobody"
+  tells root:root 3 '"health": "failing"' '"running": true'
+  inside sh -c 'tavokctl status; true' | grep -F "socket-unheld: "
+  inside tavokctl restart | grep -x "systemctl stop tavok.socket"
+  tells root:root 0 '"health": "ok"'
+  arrives_from nobody:nogroup "by a new socket"
+
+  inside systemctl isolate rescue.target
+  inside systemctl isolate multi-user.target
+  tells root:root 0 '"health": "ok"'
+  arrives_from nobody:nogroup "after isolation"
 }

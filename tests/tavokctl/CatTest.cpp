@@ -71,6 +71,9 @@ TEST_F(CatOfFiles, SaysWhatItCannotRead) {
   WriteFile(m_dir / "log/tavok_20990101_000000.log", "");  // by a clock that was wrong
   EXPECT_EQ("1\n2" + kThree + "4\n", Cat(""));
   EXPECT_EQ("4\n", Cat("--since 1s --until 2100-01-01"));
+  std::filesystem::remove(m_dir / "log/tmp.tavok");
+  ASSERT_EQ(0, ::mkfifo((m_dir / "log/tmp.tavok").c_str(), 0600));
+  Expect(m_dir, "cat -c conf", 1, "read log/tmp.tavok: it is not a regular file");
   std::filesystem::remove_all(m_dir / "log");
   Expect(m_dir, "cat -c conf", 1, "read directory log: No such file or directory");
 }

@@ -95,6 +95,22 @@ TEST_F(HealthOfRunning, OfAnEditedConfigurationIsThatOfTheProcess) {
   EXPECT_EQ(2U, LogFiles(m_dir).size());
 }
 
+// Of which the pid file and the socket are the same.
+TEST_F(HealthOfRunning, IsNotToldByAnotherConfiguration) {
+  WriteFile(m_dir / "other", ReadFile(m_dir / "conf") + "DirName=" + (m_dir / "other.log") + "\n");
+  Expect(m_dir, "status -c other", 4, "it was started with another configuration, conf: look at");
+}
+
+// Its file may be moved away before the next version takes its place.
+TEST(Health, OfAProgramThatWasRenamed) {
+  const TempDir dir;
+  std::filesystem::copy(TAVOK_DIRECTORY "/tavok", dir / "tavok");
+  const Daemon daemon(dir, TavokSetup{.program = dir / "tavok"});
+  ASSERT_TRUE(daemon.IsUp());
+  std::filesystem::rename(dir / "tavok", dir / "tavok.old");
+  ExpectHealth(dir, "ok", {});
+}
+
 TEST_F(HealthOfRunning, IsFoundWithoutAPidFile) {
   std::filesystem::remove(m_dir / "pid");
   ExpectHealth(m_dir, "ok", {});
@@ -128,6 +144,15 @@ TEST(Health, OfAFullFileSystem) {
   ExpectHealth(dir, "ok", {});
   WriteFile(log + "/filler", std::string(2 << 20, 'f'));
   ExpectHealth(dir, "failing", {"disk-full"});
+  const Sender sender(dir / "socket");
+  sender.Send(std::string(1000, 'l'));
+  EXPECT_TRUE(daemon.Says("flush failed Error:28"));
+  ExpectHealth(dir, "failing", {"writes-failing", "disk-full"});
+  std::filesystem::remove(log + "/filler");
+  ExpectHealth(dir, "failing", {"writes-failing"});
+  sender.Send("stored");
+  EXPECT_TRUE(daemon.Says("flush works again"));
+  ExpectHealth(dir, "ok", {});
 }
 
 TEST_F(HealthOfRunning, IsNotDisturbedByRotations) {

@@ -6,6 +6,7 @@ TEST(Options, WrongUseHasStatus2AndSaysWhatIsWrong) {
       {"", "Usage: tavokctl COMMAND"},
       {"stats", "tavokctl: unknown command stats; did you mean status?\nTry tavokctl --help.\n"},
       {"help resart", "did you mean restart?"},
+      {"help status now", "unexpected argument \"now\""},
       {"-c x trace", "trace: unknown option -c"},
       {"stop -- now", "unexpected argument \"now\""},
       {"start -- -x -- -y", "-- among the options for tavok"},
@@ -42,8 +43,11 @@ TEST(Options, OutputThatCannotBeWrittenIsAFailure) {
   WriteFile(dir / "conf", "[LogServer]\nDirName=log\n");
   std::filesystem::create_directory(dir / "log");
   WriteFile(dir / "log/tmp.tavok", "text\n");
-  for (const std::string words : {"--help", "check -c conf", "status -j -c conf", "cat -c conf",
-                                  "tail --no-follow -c conf"}) {
+  // With more text than stdio keeps.
+  const std::string conf = std::string(4000, '/') + dir / "conf";
+  for (const std::string& words : std::initializer_list<std::string>{
+           "--help", "check -c conf", "status -j -c conf", "status -c " + conf, "cat -c conf",
+           "tail --no-follow -c conf"}) {
     const int expected = words.starts_with("status") ? 4 : 1;  // 1 would say that none runs
     for (const std::string output : {" >/dev/full", " >&-"}) {
       Ctl ctl(dir, words + output);

@@ -88,6 +88,7 @@ TEST(Start, IsNotHeldUpByAStrangersLock) {
 TEST(Start, RequiresThatTheNewOneCanBeFoundAndReached) {
   const TempDir dir;
   const Collector alive(dir / "alive");
+  ASSERT_EQ(0, ::setenv("LISTEN_FDS", "1", 1));  // meant for another process, such as the shell
   const std::pair<std::string, std::string> cases[] = {
       {"PidFileName=no/pid", "start tavok: write pid file no/pid: No such file or directory"},
       {"PidFileName=", "start tavok: PidFileName is empty: it could not be found"},
@@ -105,6 +106,7 @@ TEST(Start, RequiresThatTheNewOneCanBeFoundAndReached) {
       EXPECT_FALSE(std::filesystem::exists(dir / left)) << line << left;
     }
   }
+  ::unsetenv("LISTEN_FDS");
 }
 
 // Nor is the one that runs stopped in vain, or the one of another configuration.
@@ -142,13 +144,15 @@ TEST(Start, LeavesTheRunningOneWhereTheNewOneCouldNotStart) {
   WriteFile(dir / "conf", conf);
 }
 
-TEST(Start, MayChangeTheAddressOfItsPort) {
+TEST(Start, MayChangeTheAddressOfItsPortAndItsDirectory) {
   const std::string port = "Port=" + std::to_string(FreePort()) + "\n";
   UpDaemon daemon(port);
   WriteFile(daemon / "conf", ReadFile(daemon / "conf") + "BindingAddress=127.0.0.1\n");
   Ctl check(daemon, "check --strict -c conf");
   (void)check.Status();
   EXPECT_EQ(std::string::npos, check.Err().find("in use")) << check.Err();
+  Expect(daemon, "restart -c conf", 0, "tavok is up");
+  WriteFile(daemon / "conf", ReadFile(daemon / "conf") + "DirName=" + (daemon / "new/") + "\n");
   Expect(daemon, "restart -c conf", 0, "tavok is up");
   Expect(daemon, "stop -c conf", 0, "tavok has stopped");
   EXPECT_EQ(0, daemon.Exit());

@@ -1,3 +1,6 @@
+#include <atomic>
+#include <thread>
+
 #include "Flood.h"
 #include "Numbered.h"
 #include "RunningTavok.h"
@@ -124,6 +127,21 @@ TEST_F(TailOfFiles, GoesOnAfterWhatTavokNeverDoes) {
   std::filesystem::remove(File("tavok_d"));
   Write("?");
   ExpectOut(tail, "oldagain!?");
+}
+
+// The name that the old file has got is awaited for a moment only.
+TEST_F(TailOfFiles, GoesOnInABusyDirectory) {
+  Write("1");
+  const Ctl tail(m_dir, "tail -c conf");
+  EXPECT_TRUE(tail.Says("1"));
+  std::filesystem::rename(File("tmp.tavok"), m_dir / "elsewhere");
+  Write("2");
+  std::atomic<bool> isOver = false;
+  std::jthread other([&] {
+    for (; !isOver; Nap(3)) WriteFile(File("notes"), "busy");
+  });
+  EXPECT_TRUE(tail.Says("12"));
+  isOver = true;
 }
 
 TEST_F(TailOfFiles, EndsWithoutItsDirectory) {

@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -41,6 +42,9 @@ int ErrorOfBinding(in_addr_t address, std::uint16_t port);
 struct CReceiver {
   int error;                            // as from ProbeUnixSocket
   std::optional<CKernelSocket> socket;  // none if it is of another network namespace
+
+  /// There is no socket, or nobody holds it.
+  bool IsNobody() const { return error == ENOENT || error == ECONNREFUSED; }
 };
 
 /// Connects to the path, which sends nothing. Throws CFailure as UnixSockets does.

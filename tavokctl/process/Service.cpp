@@ -30,8 +30,12 @@ bool IsPathLost() {
   const std::string listen = UnitProperty(kSocketUnit, "Listen");  // "/path (Datagram)"
   const std::string path = listen.substr(0, listen.rfind(" ("));
   if (!path.starts_with('/')) return false;
-  const auto socket = ReceiverAt(path).socket;
-  return !socket || socket->owner.value_or(0) != 0;
+  try {
+    const CReceiver receiver = ReceiverAt(path);
+    return receiver.IsNobody() || (receiver.socket && receiver.socket->owner.value_or(0) != 0);
+  } catch (const CFailure&) {
+    return false;  // the kernel does not tell
+  }
 }
 
 }  // namespace

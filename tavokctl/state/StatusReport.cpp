@@ -165,13 +165,12 @@ class CStatusLook {
   // Where the descriptors are hidden, who receives at the path may be another process.
   void LookAtPath(const std::string& path) {
     const CReceiver receiver = ReceiverAt(path);
-    const bool isNobodyThere = receiver.error == ENOENT || receiver.error == ECONNREFUSED;
-    if (receiver.error != 0 && receiver.error != EPROTOTYPE && !isNobodyThere) {
+    if (receiver.error != 0 && receiver.error != EPROTOTYPE && !receiver.IsNobody()) {
       return Note("connect to " + path + ": " + std::strerror(receiver.error));
     }
     if (!m_open) {
       m_report.socket = receiver.socket;
-      if (isNobodyThere) m_report.isSocketAtPath = false;
+      if (receiver.IsNobody()) m_report.isSocketAtPath = false;
     } else {
       m_report.isSocketAtPath = receiver.socket && receiver.socket->inode == m_report.socket->inode;
     }

@@ -199,10 +199,12 @@ void CFollower::Resume() {
   m_rotated.clear();
   const bool isThere = open != files.end();
   if (!isThere) m_rotated.emplace_back();  // it has been deleted
+  const std::time_t now = std::time(nullptr);
   const std::time_t last = m_file ? Look(m_file, m_directory).written : 0;
   for (auto file = isThere ? open : files.begin(); file != files.end(); ++file) {
     const bool isLater = isThere || file->state.changed.tv_sec >= last;
-    if (isLater && file->name != kCurrentName) m_rotated.push_back(file->name);
+    // Not the current one, nor those that a clock has left that was set back since.
+    if (isLater && file->end <= now) m_rotated.push_back(file->name);
   }
   Complain(
       "tavokctl tail: events were lost, since the output was stalled for too long: what was "

@@ -59,7 +59,7 @@ class CStatusLook {
   // Why what the configuration names may be another's.
   std::string DoubtOfConfig() const {
     const std::string other = OtherConfigOf(m_report.process->pid, m_settings);
-    if (!other.empty() && !m_report.isConfigChanged)
+    if (!other.empty())
       return "it was started with another configuration, " + other + ": look at that by -c";
     const bool isRelative = !m_directory.starts_with('/') ||
                             (!m_report.isUdp && !m_settings.m_strPort.starts_with('/'));

@@ -90,7 +90,7 @@ step_check() {
   inside tavokctl check --strict
   inside mount --bind -o ro "$logs" "$logs"
   keeps_running "cannot be written: Read-only file system"
-  inside umount "$logs"
+  inside umount --lazy "$logs"
 
   inside tavokctl check --strict
   inside tavokctl stop

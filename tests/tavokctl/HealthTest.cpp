@@ -97,6 +97,7 @@ TEST_F(HealthOfRunning, OfAnEditedConfigurationIsThatOfTheProcess) {
 
 // Of which the pid file and the socket are the same.
 TEST_F(HealthOfRunning, IsNotToldByAnotherConfiguration) {
+  Nap(30);
   WriteFile(m_dir / "other", ReadFile(m_dir / "conf") + "DirName=" + (m_dir / "other.log") + "\n");
   Expect(m_dir, "status -c other", 4, "it was started with another configuration, conf: look at");
 }

@@ -66,8 +66,11 @@ TEST_F(Rotate, WaitsNoLongerThanItMayForFilesOfTheFuture) {
 
 TEST_F(Rotate, FailsWhenTavokCannotOpenANewFile) {
   const rlimit none{3, 3};
-  ASSERT_EQ(0, ::prlimit(std::stoi(m_daemon.Pid()), RLIMIT_NOFILE, &none, nullptr));
+  rlimit usual{};
+  const pid_t pid = std::stoi(m_daemon.Pid());
+  ASSERT_EQ(0, ::prlimit(pid, RLIMIT_NOFILE, &none, &usual));
   Expect(m_dir, "rotate -t 1 -c conf", 1, "no new file after 1 s; the system log may say why");
+  (void)::prlimit(pid, RLIMIT_NOFILE, &usual, nullptr);
 }
 
 TEST_F(Stop, GivesUpWhenTavokHangs) {

@@ -193,8 +193,10 @@ class CStatusLook {
     m_report.current = Look(m_report.currentPath);
     m_report.isCurrentMissing = !m_report.current.has_value();
     if (!m_open) return;
-    m_report.hasOpenFile = !m_open->written.empty();
-    m_report.isCurrentOpen = m_report.current && m_open->HasWritten(m_report.current->id);
+    // At once: since the first look at the descriptors, there may have been a rotation.
+    const COpenFiles open = OpenFilesOf(m_report.process->pid);
+    m_report.hasOpenFile = !open.written.empty();
+    m_report.isCurrentOpen = m_report.current && open.HasWritten(m_report.current->id);
   }
 
   void LookAtRotated() {

@@ -70,7 +70,7 @@ int Run(const CCommand& command, std::vector<char*> words) {
     Complain("Try " + name + " --help.");
     return kWrongUse;
   } catch (const std::exception& e) {
-    (void)std::fflush(stdout);
+    PushOutput();
     Complain(name + ": " + e.what());
     return kFailed;
   }

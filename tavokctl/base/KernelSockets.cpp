@@ -13,6 +13,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "Settings.h"
 #include "base/Descriptor.h"
 #include "base/Failure.h"
 #include "base/Files.h"
@@ -135,6 +136,10 @@ std::vector<CKernelSocket> UnixSockets() {
 
 in_addr_t AddressOf(const std::string& bindingAddress) {
   return bindingAddress.empty() ? INADDR_ANY : ::inet_addr(bindingAddress.c_str());
+}
+
+std::uint16_t UdpPortOf(const std::string& port) {
+  return static_cast<std::uint16_t>(CSettings::PortNumber(port));
 }
 
 std::optional<CKernelSocket> UdpSocketAt(in_addr_t address, std::uint16_t port) {

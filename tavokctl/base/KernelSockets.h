@@ -32,6 +32,9 @@ std::vector<CKernelSocket> UnixSockets();
 /// The address that a UDP socket is bound to by BindingAddress: dotted, or empty for any.
 in_addr_t AddressOf(const std::string& bindingAddress);
 
+/// The UDP port that Port means: the last 16 bits of its number.
+std::uint16_t UdpPortOf(const std::string& port);
+
 /// The UDP socket that is bound to exactly this.
 std::optional<CKernelSocket> UdpSocketAt(in_addr_t address, std::uint16_t port);
 

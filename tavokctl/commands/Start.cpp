@@ -1,10 +1,8 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdlib>
-#include <string>
 
 #include "Commands.h"
+#include "Environment.h"
 #include "base/Failure.h"
 #include "base/Lock.h"
 #include "base/Options.h"
@@ -32,7 +30,7 @@ constexpr const char* kUsage =
 // Whether a service manager has passed sockets to this process, which tavok will be.
 bool IsSocketPassed() {
   const char* const pid = std::getenv("LISTEN_PID");
-  return pid != nullptr && pid == std::to_string(::getpid());
+  return pid != nullptr && IsThisProcess(pid);
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "config/KnownSettings.h"
 
 #include "QELString.h"
+#include "base/KernelSockets.h"
 
 namespace {
 
@@ -13,9 +14,9 @@ std::string InUnit(std::uint32_t value, std::uint32_t factor, const char* small,
 std::string InMiB(std::uint32_t bytes) { return InUnit(bytes, 1 << 20, "bytes", "MiB"); }
 
 std::string Port(const CSettings& settings) {
-  const int number = CSettings::PortNumber(settings.m_strPort);
-  return number != 0 ? qel::QELSPrintf("UDP port %u", number & 0xFFFF)
-                     : "Unix-domain socket " + settings.m_strPort;
+  const bool isUdp = CSettings::PortNumber(settings.m_strPort) != 0;
+  return isUdp ? "UDP port " + std::to_string(UdpPortOf(settings.m_strPort))
+               : "Unix-domain socket " + settings.m_strPort;
 }
 
 }  // namespace

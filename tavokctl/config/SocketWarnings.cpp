@@ -146,9 +146,7 @@ class CSocketWarnings : public CSettingWarnings {
     return UdpSocketAt(AddressOf(m_settings.m_strBindingAddress), Port()).has_value();
   }
 
-  std::uint16_t Port() const {
-    return static_cast<std::uint16_t>(CSettings::PortNumber(m_settings.m_strPort));
-  }
+  std::uint16_t Port() const { return UdpPortOf(m_settings.m_strPort); }
 };
 
 }  // namespace

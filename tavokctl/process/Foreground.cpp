@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 
 #include "base/Descriptor.h"
 #include "base/Failure.h"
+#include "base/Output.h"
 #include "process/Command.h"
 
 namespace {
@@ -33,7 +33,7 @@ void BecomeTavok(const std::string& config, const std::vector<std::string>& opti
     const CDescriptor nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
     (void)::dup2(nowhere.Get(), STDERR_FILENO);
   }
-  (void)std::fflush(stdout);
+  PushOutput();
   (void)::execv(program.c_str(), Arguments(words).data());
   const int error = errno;
   (void)::dup2(errors.Get(), STDERR_FILENO);  // for the failure to be seen

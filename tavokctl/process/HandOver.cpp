@@ -69,9 +69,8 @@ void RequireDirectory(const std::string& directory) {
 }
 
 void RequirePort(const CSettings& settings) {
-  const int port = CSettings::PortNumber(settings.m_strPort);
   const int error =
-      ErrorOfBinding(AddressOf(settings.m_strBindingAddress), static_cast<std::uint16_t>(port));
+      ErrorOfBinding(AddressOf(settings.m_strBindingAddress), UdpPortOf(settings.m_strPort));
   if (error != 0) throw CFailure("start tavok: bind Port " + settings.m_strPort, error);
 }
 

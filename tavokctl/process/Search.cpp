@@ -15,15 +15,15 @@
 namespace {
 
 bool HasSocket(const COpenFiles& files, pid_t pid, const CSettings& settings) {
-  const int port = CSettings::PortNumber(settings.m_strPort);
-  if (port == 0) {
+  if (CSettings::PortNumber(settings.m_strPort) == 0) {
     const auto receiver = ReceiverAt(PathSeenBy(pid, settings.m_strPort)).socket;
     return receiver && files.HasSocket(receiver->inode);
   }
   // Whatever its address: after an edit of that alone, the port is free once tavok has stopped.
+  const std::uint16_t port = UdpPortOf(settings.m_strPort);
   const auto sockets = UdpSockets();
   return std::any_of(sockets.begin(), sockets.end(), [&](const CKernelSocket& socket) {
-    return socket.port == static_cast<std::uint16_t>(port) && files.HasSocket(socket.inode);
+    return socket.port == port && files.HasSocket(socket.inode);
   });
 }
 
@@ -147,8 +147,9 @@ bool IsAnothers(pid_t pid, const CSettings& settings) {
 }
 
 std::string OtherConfigOf(pid_t pid, const CSettings& settings) {
+  if (HasRead(pid, settings.m_strConfFile)) return {};
   const auto files = TryToSee(pid);
-  if (!files || HasRead(pid, settings.m_strConfFile)) return {};
+  if (!files) return {};
   const bool isSame = HasCurrent(*files, pid, settings) && HasSocket(*files, pid, settings);
   return isSame ? "" : ConfigOf(pid);
 }

@@ -50,7 +50,10 @@ const std::array<CProblem, 11> kProblems = {{
     {"socket-unheld",
      "the service has its own socket, which only root and its user may send to, instead of that of "
      "tavok.socket: tavokctl check tells whether they differ; if not, tavokctl restart",
-     true, [](const CStatusReport& report) -> Answer { return report.isSocketUnheld; }},
+     true,
+     [](const CStatusReport& report) -> Answer {
+       return report.isUdp || report.isSocketAtPath == false ? false : report.isSocketUnheld;
+     }},
     {"configuration-changed",
      "the configuration is younger than the process, which does not know it yet: restart tavok",
      false, [](const CStatusReport& report) -> Answer { return report.isConfigChanged; }},

@@ -47,14 +47,15 @@ std::vector<CPastFile> Rotated(const std::string& directory) {
 }
 
 // Leaves out what was rotated after that file, just now: a clock that was set back has left files
-// of times to come. Returns false if it is not among them.
-bool CutBehind(std::vector<CPastFile>& files, const CFileId& id) {
+// of times to come. It stays open. Returns false if it is not among them.
+bool CutBehind(std::vector<CPastFile>& files, CDescriptor& file, const CFileId& id) {
   const auto it = std::find_if(files.begin(), files.end(),
-                               [&](const CPastFile& file) { return file.state.id == id; });
+                               [&](const CPastFile& one) { return one.state.id == id; });
   if (it == files.end()) return false;
+  it->file = std::move(file);
   const std::time_t now = std::time(nullptr);
   files.erase(std::remove_if(std::next(it), files.end(),
-                             [now](const CPastFile& file) { return file.end <= now; }),
+                             [now](const CPastFile& one) { return one.end <= now; }),
               files.end());
   return true;
 }
@@ -74,7 +75,7 @@ std::optional<std::vector<CPastFile>> TryToList(const std::string& directory, bo
     // Rotated meanwhile. Only a list that was made after that is sure to have it, and tells what
     // came before it.
     files = Rotated(directory);
-    return CutBehind(files, state.id) ? std::optional(std::move(files)) : std::nullopt;
+    return CutBehind(files, current, state.id) ? std::optional(std::move(files)) : std::nullopt;
   }
   // A link to it may be called like a rotated file.
   std::erase_if(files, [&](const CPastFile& file) { return file.state.id == state.id; });

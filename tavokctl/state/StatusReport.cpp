@@ -179,9 +179,7 @@ class CStatusLook {
 
   bool IsOurs(const CKernelSocket& socket) const { return m_open->HasSocket(socket.inode); }
 
-  std::uint16_t ConfiguredPort() const {
-    return static_cast<std::uint16_t>(CSettings::PortNumber(m_settings.m_strPort));
-  }
+  std::uint16_t ConfiguredPort() const { return UdpPortOf(m_settings.m_strPort); }
 
   static std::string UdpName(in_addr_t address, std::uint16_t port) {
     const std::string host = address == INADDR_ANY ? "any address" : ::inet_ntoa({address});

@@ -53,6 +53,7 @@ struct CStatusReport {
   EHealth Health() const;
 };
 
-/// Examines everything, again after a moment if that looks like a failure: a rotation or a restart
-/// that happens meanwhile is none. That takes some tenths of a second. Does not throw.
+/// Examines everything, again after a moment if that looks like a failure, or if none runs: a
+/// rotation or a restart that happens meanwhile is neither. That takes some tenths of a second.
+/// Does not throw.
 CStatusReport MakeStatusReport(const std::string& config);

@@ -1,5 +1,6 @@
 #include <sys/mount.h>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -31,6 +32,8 @@ void ExpectHealth(const TempDir& dir, const std::string& health, const Ids& prob
     EXPECT_NE(text.npos, metrics.find("{problem=\"" + id + "\"} 1\n")) << metrics;
   }
   EXPECT_EQ(problems.empty(), metrics.find("\"} 1\n") == text.npos) << metrics;
+  const auto told = std::count(metrics.begin(), metrics.end(), '{');
+  EXPECT_TRUE(health != "ok" || told == 11) << metrics;
   EXPECT_EQ(health == "unknown", metrics.find("\ntavok_healthy ") == text.npos) << metrics;
 }
 
@@ -118,6 +121,11 @@ TEST_F(HealthOfRunning, IsFoundWithoutAPidFile) {
   Expect(m_dir, "status -c conf", 0, "there is no pid file " + (m_dir / "pid") + "; it was found");
   Expect(m_dir, "rotate -c conf", 0, "tavok has rotated");
   Expect(m_dir, "stop -c conf", 0, "tavok has stopped: pid " + m_daemon.Pid());
+}
+
+TEST(Health, IsWholeOverUdp) {
+  const UpDaemon daemon("Port=" + std::to_string(FreePort()) + "\n");
+  ExpectHealth(daemon, "ok", {});
 }
 
 TEST_F(HealthOfRunning, OfASuspendedProcessAndOfDroppedDatagrams) {

@@ -1,5 +1,6 @@
 // Starts a daemon on a configuration file: it must come up, or exit with status 1 and say why.
 #include <algorithm>
+#include <iostream>
 
 #include "Fuzz.h"
 #include "Tavok.h"
@@ -25,9 +26,12 @@ void Try(const std::string& input) {
   WriteFile(run + "/input", text);
   Tavok daemon(run, {.arguments = "-c input", .prefix = g_prefix});
   const bool isUp = daemon.IsUp();
-  Require(isUp ? daemon.Stop(SIGKILL) == 128 + SIGKILL : daemon.Exit() == 1);
-  const std::string said = daemon.Output();
-  const auto says = [&](const char* line) { return ("\n" + said).find(line) != said.npos; };
-  Require(isUp ? says("\nLog Server listening on port ")
-               : says("\ncan't find conf file") || says("\nfailed to init log server"));
+  const int status = isUp ? daemon.Stop(SIGKILL) : daemon.Exit();
+  const std::string said = "\n" + daemon.Output();
+  const auto says = [&](const char* line) { return said.find(line) != said.npos; };
+  const bool isRight =
+      isUp ? status == 128 + SIGKILL && says("\nLog Server listening on port ")
+           : status == 1 && (says("\ncan't find conf file") || says("\nfailed to init log server"));
+  if (!isRight) std::cerr << (isUp ? "Up" : "Not up") << ", status " << status << ':' << said;
+  Require(isRight);
 }

@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Check.h"
@@ -81,7 +81,10 @@ class Process {
   // be called once only.
   int Exit() {
     int status = 0;
-    ::waitpid(std::exchange(m_pid, 0), &status, 0);
+    while (::waitpid(m_pid, &status, 0) == -1 && errno == EINTR) {
+      // Such as libFuzzer's alarm, every 16 seconds.
+    }
+    m_pid = 0;
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   }
   // The same after a signal.

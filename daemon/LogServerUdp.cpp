@@ -56,6 +56,7 @@ bool CLogServerUdp::Init() {
 
 void CLogServerUdp::Start() {
   QELBeginThread(m_thread, &MainWorkerThread, this);
+  m_evNamed.Lock(qel::QELInfinite);
   Log(kLogInfo, "Log Server listening on port %s", m_strPort.c_str());
 }
 
@@ -74,7 +75,9 @@ void CLogServerUdp::Stop() {
 
 unsigned CLogServerUdp::MainWorkerThread(void* receiver) {
   NameThread(kReceiverName);
-  return static_cast<CLogServerUdp*>(receiver)->MainWorkerThread();
+  auto& self = *static_cast<CLogServerUdp*>(receiver);
+  self.m_evNamed.Set();
+  return self.MainWorkerThread();
 }
 
 unsigned CLogServerUdp::MainWorkerThread() {

@@ -33,7 +33,8 @@ class CLogServerUdp : public qel::QELSocket {
   /// socket, makes that non-blocking. Returns false after logging what failed.
   bool Init();
 
-  /// Starts the receive thread and logs that the server listens.
+  /// Starts the receive thread, waits until others can see it by its name, and logs that the server
+  /// listens.
   void Start();
 
   /// Whether the receive thread lives. First thread.
@@ -69,6 +70,7 @@ class CLogServerUdp : public qel::QELSocket {
   int TakeQueued(char* buffer);
 
   CRefCount<qel::QELThread> m_thread;
+  QELManualEvent m_evNamed;
   CLogServerEngine* const m_pEngine;
   const std::string m_strPort;
   const std::string m_strBindingAddress;

@@ -102,3 +102,15 @@ TEST(Fault, WithoutThreadsTheStartWaitsAndCanBeKilled) {
   EXPECT_EQ(0, daemon.Semaphore());
   EXPECT_EQ(128 + SIGKILL, daemon.Stop(SIGKILL));
 }
+
+// Without its name, others would take its receiver for one that has ended.
+TEST(Fault, AStartIsToldOnlyWhenTheReceiverHasItsName) {
+  const TempDir dir;
+  Daemon daemon(dir, "", "", Shimmed("pthread_setname_np,receiver,1,0"));
+  EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(dir / "paused"); }));
+  Nap(100);  // for a start that is not told
+  EXPECT_EQ(0, daemon.Semaphore());
+  EXPECT_EQ("", daemon.Output());
+  std::filesystem::remove(dir / "paused");
+  EXPECT_TRUE(daemon.IsUp());
+}

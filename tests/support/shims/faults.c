@@ -101,6 +101,7 @@ WRAP(int, semop, NULL, -1, (int id, struct sembuf* operations, size_t n), (id, o
 WRAP(int, pthread_create, NULL, error,
      (pthread_t * id, const pthread_attr_t* how, void* (*body)(void*), void* argument),
      (id, how, body, argument))
+WRAP(int, pthread_setname_np, name, error, (pthread_t id, const char* name), (id, name))
 
 int gettimeofday(struct timeval* restrict out, void* restrict zone) {
   (void)zone;

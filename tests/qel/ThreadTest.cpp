@@ -138,7 +138,8 @@ TEST(Thread, TracedEnds) {
     if (end.stop) thread->Stop(end.function == Block ? 500 : 10'000);
     EXPECT_TRUE(trace.Sees(end.trace)) << end.trace;
     EXPECT_TRUE(end.finished ? Ends(thread) : thread->IsRunning()) << end.trace;
-    EXPECT_EQ(end.function == Return, trace.Count("QELThreadProc Finish") == 1) << end.trace;
+    const auto finish = "QELThreadProc Finish: Tid: " + std::to_string(int(thread->GetId()));
+    EXPECT_EQ(end.function == Return, trace.Count(finish) == 1) << end.trace;
     if (!end.finished) ExpectGone(*thread, trace);
     EXPECT_EQ(end.function == Block || !end.finished, thread->ConfirmKilled()) << end.trace;
   }

@@ -13,11 +13,13 @@ using namespace qel;
 
 static std::string Bytes(std::uint32_t value) { return {reinterpret_cast<char*>(&value), 4}; }
 
-// What a message from this thread looks like to a collector.
-static std::string Datagram(const std::string& text) {
-  const std::string ids = Bytes(std::uint32_t(::getpid())) + Bytes(std::uint32_t(::pthread_self()));
-  return std::string(1, '\1').append(ids).append(text).append("\n\0", 2);
+// How a message from this thread begins.
+static std::string Header() {
+  return '\1' + Bytes(std::uint32_t(::getpid())) + Bytes(std::uint32_t(::pthread_self()));
 }
+
+// What a message from this thread looks like to a collector.
+static std::string Datagram(const std::string& text) { return (Header() + text).append("\n\0", 2); }
 
 TEST(Trace, TracedFirstUseMakesOneSocketPerChannel) {
   const long fresh = (g_lInitTrace == 0) + (g_lInitDiag == 0);
@@ -75,7 +77,7 @@ TEST(Trace, TracedCorruptSpinWordIsReportedOnceAndTaken) {
                                              static_cast<int>(::pthread_self()), file))));
   QelTrace("the last message");
   EXPECT_TRUE(trace.Sees("the last message"));
-  EXPECT_EQ(1, trace.Count("Assertion failed"));
+  EXPECT_EQ(1, trace.Count("Assertion failed", Header()));
 }
 
 TEST(Trace, TracedSocketErrorsAreReportedOnceOrNotAtAll) {
@@ -89,5 +91,5 @@ TEST(Trace, TracedSocketErrorsAreReportedOnceOrNotAtAll) {
   EXPECT_TRUE(trace.Sees(Datagram("QELExcep: Error: Error (98)")));
   EXPECT_THROW(QELSocket().Select(1, 0), QELSocketExcep);
   EXPECT_TRUE(trace.Sees(Datagram("QELExcep: Error: Error (9)")));
-  EXPECT_EQ(2, trace.Count("QELExcep"));
+  EXPECT_EQ(2, trace.Count("QELExcep", Header()));
 }

@@ -28,11 +28,12 @@ class Collector {
     ::unlink(m_path.c_str());
   }
 
-  // How many messages have come that contain `text`.
-  long Count(const std::string& text) {
+  // How many messages have come that begin with `begin` and contain `text`. Where a path exists
+  // once on a machine, others may send to it.
+  long Count(const std::string& text, const std::string& begin = "") {
     const std::lock_guard lock(m_mutex);
     return std::count_if(m_messages.begin(), m_messages.end(), [&](const std::string& message) {
-      return message.find(text) != message.npos;
+      return message.starts_with(begin) && message.find(text) != message.npos;
     });
   }
   // Waits until one has come.

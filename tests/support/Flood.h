@@ -32,6 +32,8 @@ class Flood {
 
   // The reader has read so many messages in all.
   void HasRead(long messages) { m_read = messages; }
+  // The same for all that have been sent: what has not arrived by now never will.
+  void HasReadAll() { m_read = m_sent.load(); }
   // Waits until so many more have been sent. Returns false if that takes too long.
   bool Goes(long messages) const {
     return Eventually([this, goal = m_sent + messages] { return m_sent >= goal; });

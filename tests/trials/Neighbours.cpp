@@ -30,7 +30,7 @@ TEST(Neighbours, TracedReportsToASystemLoggerThatListens) {
   const UpDaemon daemon("", "<&- >&- 2>&-");
   EXPECT_TRUE(log.Sees("[tavok][" + daemon.Pid() + "]: Log Server listening on port " +
                        (daemon / "socket")));
-  EXPECT_EQ(1, log.Count("<134>"));  // facility local0, information
+  EXPECT_EQ(1, log.Count("[" + daemon.Pid() + "]", "<134>"));  // facility local0, information
   Sender(daemon / "socket").Send(std::string(1, '\0'));
   EXPECT_TRUE(log.Sees("CLogServerUdp::MainWorkerThread() fwrite failed"));
   EXPECT_EQ("", Logged(daemon));

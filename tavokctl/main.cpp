@@ -122,7 +122,7 @@ int RunWords(const std::vector<char*>& words) {
   return kDone;
 }
 
-// The option -c may come first: it then goes behind the command.
+// The option -c may come first: it then goes behind the command. Help does not need it.
 std::vector<char*> Words(int argc, char** argv) {
   std::vector<char*> words(argv + 1, argv + argc);
   auto end = words.begin();
@@ -133,7 +133,11 @@ std::vector<char*> Words(int argc, char** argv) {
     end += isAlone && end + 1 != words.end() ? 2 : 1;
   }
   if (end == words.end()) return {nullptr};
-  std::rotate(words.begin(), end, end + 1);
+  if (std::string(*end) == "help") {
+    words.erase(words.begin(), end);
+  } else {
+    std::rotate(words.begin(), end, end + 1);
+  }
   words.push_back(nullptr);
   return words;
 }

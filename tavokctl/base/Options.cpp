@@ -3,7 +3,6 @@
 #include <getopt.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -19,7 +18,7 @@ void ReadOptions(int argc, char** argv, const char* usage, std::vector<COption> 
 std::vector<std::string> ReadOptionsAndWords(int argc, char** argv, const char* usage,
                                              std::vector<COption> options) {
   options.push_back({'h', "help", false, [usage](const std::string&) {
-                       std::fputs(usage, stdout);
+                       Print(usage);
                        FlushOutput();
                        std::exit(kDone);
                      }});

@@ -107,7 +107,11 @@ std::string ForOutput(std::string_view text) { return ForStream(STDOUT_FILENO, t
 
 std::string ForErrors(std::string_view text) { return ForStream(STDERR_FILENO, text); }
 
-void Say(std::string_view line) { (void)std::puts(ForOutput(line).c_str()); }
+void Print(const std::string& text) {
+  if (std::fputs(text.c_str(), stdout) == EOF && pushError == 0) pushError = errno;
+}
+
+void Say(std::string_view line) { Print(ForOutput(line) + "\n"); }
 
 void Complain(std::string_view line) {
   (void)std::fprintf(stderr, "%s\n", ForErrors(line).c_str());
@@ -115,7 +119,7 @@ void Complain(std::string_view line) {
 
 void PushOutput() {
   if (std::fflush(stdout) != 0) pushError = errno;
-  // What stdio has written, and dropped, before.
+  // What others have written to stdio, and it dropped, before.
   if (pushError == 0 && std::ferror(stdout) != 0) pushError = EIO;
 }
 

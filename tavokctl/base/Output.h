@@ -28,7 +28,11 @@ std::string Printable(std::string_view text);
 std::string ForOutput(std::string_view text);
 std::string ForErrors(std::string_view text);
 
-/// Prints a line to standard output, with which buffer and failures are those of stdio.
+/// Prints a text, as it is, to standard output, with the buffer of stdio. A failure is left to
+/// FlushOutput to tell.
+void Print(const std::string& text);
+
+/// The same for a line, made fit if that is a terminal.
 void Say(std::string_view line);
 
 /// Prints a line to standard error.

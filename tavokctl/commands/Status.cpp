@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -154,9 +153,9 @@ std::string SheetOf(const CStatusReport& report, bool isForOutput) {
   return sheet.Text();
 }
 
-void Print(const std::string& text, const std::string& file) {
+void Deliver(const std::string& text, const std::string& file) {
   if (!file.empty()) return ReplaceFile(file, text);
-  (void)std::fputs(text.c_str(), stdout);
+  Print(text);
   FlushOutput();
 }
 
@@ -185,10 +184,10 @@ int Status(int argc, char** argv) {
 
   const CStatusReport report = MakeStatusReport(config);
   try {
-    Print(isJson         ? JsonOf(report) + "\n"
-          : isPrometheus ? MetricsOf(report)
-                         : SheetOf(report, file.empty()),
-          file);
+    Deliver(isJson         ? JsonOf(report) + "\n"
+            : isPrometheus ? MetricsOf(report)
+                           : SheetOf(report, file.empty()),
+            file);
   } catch (const CFailure& e) {
     // kFailed would say that tavok does not run.
     Complain(std::string("tavokctl status: ") + e.what());

@@ -42,6 +42,6 @@ void CSettingWarnings::WarnOfRotatedName(const char* key, const std::string& pat
 }
 
 mode_t KindOf(const std::string& path) {
-  struct stat status;
-  return ::stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
+  const auto state = TryToLook(path);
+  return state ? state->mode & S_IFMT : 0;
 }

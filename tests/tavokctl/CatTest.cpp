@@ -4,16 +4,15 @@
 #include <thread>
 
 #include "Ctl.h"
+#include "LogOfFiles.h"
 #include "Numbered.h"
 
 namespace {
 
-// A log directory with three rotated files and a current one.
-class CatOfFiles : public testing::Test {
+// With three rotated files and a current one.
+class CatOfFiles : public LogOfFiles {
  protected:
   CatOfFiles() {
-    WriteFile(m_dir / "conf", "[LogServer]\nDirName=log\n");
-    std::filesystem::create_directory(m_dir / "log");
     // Made in another order than that of their names, which tell when they were rotated.
     for (const auto& [name, text] :
          {std::pair("tavok_20260103_000000.log", std::string("3\0\n", 3)),
@@ -21,15 +20,13 @@ class CatOfFiles : public testing::Test {
           {"tavok_20260102_120000.log", "2"},
           {"tmp.tavok", "4\n"},
           {"notes", "none of it\n"}}) {
-      WriteFile(m_dir / ("log/" + std::string(name)), text);
+      WriteFile(File(name), text);
     }
-    std::filesystem::create_directory(m_dir / "log/tavok_directory");
+    std::filesystem::create_directory(File("tavok_directory"));
   }
   std::string Cat(const std::string& words) const {
     return Expect(m_dir, "cat -c conf " + words, 0, "");
   }
-
-  const TempDir m_dir;
 };
 
 const std::string kThree("3\0\n", 3);
@@ -65,14 +62,14 @@ TEST_F(CatOfFiles, RefusesWhatIsNoTime) {
 }
 
 TEST_F(CatOfFiles, SaysWhatItCannotRead) {
-  std::filesystem::create_hard_link(m_dir / "log/tmp.tavok", m_dir / "log/tavok_link");
-  std::filesystem::create_symlink("tmp.tavok", m_dir / "log/tavok_latest");
-  std::filesystem::create_symlink("nothing", m_dir / "log/tavok_dangling");
-  WriteFile(m_dir / "log/tavok_20990101_000000.log", "");  // by a clock that was wrong
+  std::filesystem::create_hard_link(File("tmp.tavok"), File("tavok_link"));
+  std::filesystem::create_symlink("tmp.tavok", File("tavok_latest"));
+  std::filesystem::create_symlink("nothing", File("tavok_dangling"));
+  WriteFile(File("tavok_20990101_000000.log"), "");  // by a clock that was wrong
   EXPECT_EQ("1\n2" + kThree + "4\n", Cat(""));
   EXPECT_EQ("4\n", Cat("--since 1s --until 2100-01-01"));
-  std::filesystem::remove(m_dir / "log/tmp.tavok");
-  ASSERT_EQ(0, ::mkfifo((m_dir / "log/tmp.tavok").c_str(), 0600));
+  std::filesystem::remove(File("tmp.tavok"));
+  ASSERT_EQ(0, ::mkfifo(File("tmp.tavok").c_str(), 0600));
   Expect(m_dir, "cat -c conf", 1, "read log/tmp.tavok: it is not a regular file");
   std::filesystem::remove_all(m_dir / "log");
   Expect(m_dir, "cat -c conf", 1, "read directory log: No such file or directory");
@@ -80,15 +77,15 @@ TEST_F(CatOfFiles, SaysWhatItCannotRead) {
 
 // Deleted and rotated while the reader pauses.
 TEST_F(CatOfFiles, KeepsWhatItHasBegunWith) {
-  WriteFile(m_dir / "log/tavok_20260101_000000.log", std::string(1 << 20, '1'));
+  WriteFile(File("tavok_20260101_000000.log"), std::string(1 << 20, '1'));
   const std::string all = Cat("");
   ASSERT_EQ(0, ::mkfifo((m_dir / "fifo").c_str(), 0600));
   Process cat(ShellWords("exec " TAVOK_DIRECTORY "/tavokctl cat -c conf >fifo"),
               {.directory = m_dir.Path()});
   std::ifstream fifo(m_dir / "fifo", std::ios::binary);
   EXPECT_EQ('1', fifo.peek());
-  std::filesystem::remove(m_dir / "log/tavok_20260102_120000.log");
-  std::filesystem::rename(m_dir / "log/tmp.tavok", m_dir / "log/tavok_20260104_000000.log");
+  std::filesystem::remove(File("tavok_20260102_120000.log"));
+  std::filesystem::rename(File("tmp.tavok"), File("tavok_20260104_000000.log"));
   EXPECT_EQ(all, std::string(std::istreambuf_iterator<char>(fifo), {}));
   EXPECT_EQ(0, cat.Exit());
 }
@@ -98,16 +95,16 @@ TEST_F(CatOfFiles, KeepsWhatItHasBegunWith) {
 TEST_F(CatOfFiles, IsSafeAgainstRotations) {
   std::filesystem::remove_all(m_dir / "log");
   std::filesystem::create_directory(m_dir / "log");
-  WriteFile(m_dir / "log/tmp.tavok", Numbered(0, 0));
+  WriteFile(File("tmp.tavok"), Numbered(0, 0));
   std::atomic<int> written = 0;
   std::atomic<bool> isOver = false;
   std::jthread rotations([&] {
     for (int i = 0; i < 1000; written = ++i) {
       const std::time_t time = 1767225600 + i;
       char name[64];
-      (void)std::strftime(name, sizeof name, "log/tavok_%Y%m%d_%H%M%S.log", std::gmtime(&time));
-      std::filesystem::rename(m_dir / "log/tmp.tavok", m_dir / name);
-      WriteFile(m_dir / "log/tmp.tavok", Numbered(0, i + 1));
+      (void)std::strftime(name, sizeof name, "tavok_%Y%m%d_%H%M%S.log", std::gmtime(&time));
+      std::filesystem::rename(File("tmp.tavok"), File(name));
+      WriteFile(File("tmp.tavok"), Numbered(0, i + 1));
       if (i % 2 == 0) Nap(3);
     }
     isOver = true;

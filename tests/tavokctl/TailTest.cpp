@@ -2,22 +2,15 @@
 #include <thread>
 
 #include "Flood.h"
+#include "LogOfFiles.h"
 #include "Numbered.h"
 #include "RunningTavok.h"
 
 namespace {
 
-// A log directory that no tavok writes to, but the test does.
-class TailOfFiles : public testing::Test {
+class TailOfFiles : public LogOfFiles {
  protected:
-  TailOfFiles() {
-    WriteFile(m_dir / "conf", "[LogServer]\nDirName=log\n");
-    std::filesystem::create_directory(m_dir / "log");
-  }
-  std::string File(const std::string& name) const { return m_dir / ("log/" + name); }
   void Write(const std::string& text) const { WriteFile(File("tmp.tavok"), text); }
-
-  const TempDir m_dir;
 };
 
 // Waits until it has printed so much, and expects the text.

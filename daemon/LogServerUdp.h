@@ -70,7 +70,7 @@ class CLogServerUdp : public qel::QELSocket {
   int TakeQueued(char* buffer);
 
   CRefCount<qel::QELThread> m_thread;
-  QELManualEvent m_evNamed;
+  QELManualEvent m_evNamed;  // set by the receive thread
   CLogServerEngine* const m_pEngine;
   const std::string m_strPort;
   const std::string m_strBindingAddress;

@@ -118,7 +118,7 @@ void Complain(std::string_view line) {
 }
 
 void PushOutput() {
-  if (std::fflush(stdout) != 0) pushError = errno;
+  if (std::fflush(stdout) != 0 && pushError == 0) pushError = errno;
   // What others have written to stdio, and it dropped, before.
   if (pushError == 0 && std::ferror(stdout) != 0) pushError = EIO;
 }

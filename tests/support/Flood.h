@@ -32,7 +32,7 @@ class Flood {
 
   // The reader has read so many messages in all.
   void HasRead(long messages) { m_read = messages; }
-  // The same for all that have been sent: what has not arrived by now never will.
+  // The same for all that have been sent: some of them may have been dropped, and never be read.
   void HasReadAll() { m_read = m_sent.load(); }
   // Waits until so many more have been sent. Returns false if that takes too long.
   bool Goes(long messages) const {

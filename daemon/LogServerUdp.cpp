@@ -140,14 +140,13 @@ bool CLogServerUdp::ReceiveFromItselfOnly() {
 // cannot be stored now.
 void CLogServerUdp::Drain(bool isShut) {
   using Clock = std::chrono::steady_clock;
-  const bool isLimited = !isShut || CSettings::PortNumber(m_strPort) != 0;
   const auto deadline = Clock::now() + kDrainLimit;
   unsigned lost = 0;
   char text[kMaxText + 1];
   for (int length; (isShut || m_pEngine->IsStoring()) && (length = TakeQueued(text)) != -1;) {
     // An empty datagram would end reception, but what is queued behind it was accepted.
     if (length > 0 && (text[0] == '\0' || !m_pEngine->Write(text))) ++lost;
-    if (isLimited && Clock::now() >= deadline) break;
+    if (!isShut && Clock::now() >= deadline) break;
   }
   if (lost > 0) Log(kLogError, "CLogServerUdp::Stop - %u queued datagrams lost", lost);
 }

@@ -44,12 +44,11 @@ class CLogServerUdp : public qel::QELSocket {
   /// by the port, even if that is a UDP port, unless the socket is held; then passes on what is
   /// queued in the socket, and closes it.
   ///
-  /// A Unix-domain socket of its own is shut to senders first, so that every datagram they were
-  /// told to be sent is passed on, however long the engine takes. A UDP socket of its own is shut,
-  /// too, but given a second at most. A held socket stays open to senders: as much is passed on as
-  /// comes before the queue is empty or a second is over, and as the engine can store. If its
-  /// path was there at Init and is not any more, the manager has given it up: it is then
-  /// treated as an own one.
+  /// A socket of its own is shut to senders first, so that every datagram they were told to be
+  /// sent is passed on, however long the engine takes; one that cannot be shut is given a second. A
+  /// held socket stays open to senders: as much is passed on as comes before the queue is empty or
+  /// a second is over, and as the engine can store. If its path was there at Init and is not any
+  /// more, the manager has given it up: it is then treated as an own one.
   ///
   /// Nothing is passed on if reception had ended before, or if the thread hangs; the socket is then
   /// only shut. May be called again.

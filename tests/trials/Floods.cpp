@@ -56,7 +56,7 @@ TEST(Flood, OfABurstByUdpFitsIntoAHeldSocket) {
     EXPECT_EQ(0, daemon.Stop());
     NumberedReader reader(1);
     EXPECT_EQ("", reader.Read(Logged(dir)));
-    EXPECT_EQ(DroppedUdp(), reader.Missing(sent));
+    EXPECT_EQ(DroppedUdp(), reader.Missing(sent)) << daemon.Output();
     Figure("of 20000 datagrams a held socket with 8 MiB loses 0, one of tavok's own %ld",
            reader.Missing(sent));
   });

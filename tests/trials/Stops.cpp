@@ -80,6 +80,26 @@ TEST(Stop, LosesNothingThatTheKernelAcceptedByUdp) {
   });
 }
 
+// A write may wait for a busy disk.
+TEST(Stop, LosesNothingByUdpHoweverLongTheQueueTakes) {
+  if (!MayMakeANetwork()) GTEST_SKIP() << "only root can count the datagrams of this test alone";
+  InOwnNetwork([] {
+    const TempDir dir;
+    Daemon daemon(dir, "Port=23456\n", "", Shimmed("recv,-,1,0"));  // the first of the drain
+    ASSERT_TRUE(daemon.IsUp());
+    Flood flood("23456", {.senders = 3});
+    EXPECT_TRUE(flood.Goes(1000));
+    daemon.Signal(SIGTERM);
+    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(dir / "paused"); }));
+    Nap(1100);  // above the limit where others may go on filling the queue
+    std::filesystem::remove(dir / "paused");
+    EXPECT_EQ(0, daemon.Exit());
+    NumberedReader reader(3);
+    EXPECT_EQ("", reader.Read(Logged(dir)));
+    EXPECT_EQ(DroppedUdp(), reader.Missing(flood.Stop()));
+  });
+}
+
 TEST(Stop, OfAHeldSocketLosesNothingAndByKillingTheOneInHand) {
   for (const int signal : {SIGTERM, SIGKILL}) {
     const TempDir dir;

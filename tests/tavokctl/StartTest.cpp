@@ -198,6 +198,7 @@ TEST(Start, StopsARunningTavokInOrderAndHandsOverAtOnce) {
     Expect(dir, command + " -c conf", 0, "tavok has stopped: pid " + daemon.Pid());
     EXPECT_LT(SecondsSince(begin), 4 * Patience());  // a take-over takes five
     EXPECT_EQ(0, daemon.Exit());
+    flood.HasReadAll();
     EXPECT_TRUE(flood.Goes(1000));
     Expect(dir, "stop -c conf", 0, "tavok has stopped");
     EXPECT_EQ("", NumberedFault(Logged(dir), flood.Stop()));

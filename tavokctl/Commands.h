@@ -5,6 +5,7 @@
 /// CFailure, which main() reports.
 
 int Check(int argc, char** argv);
+int Prepare(int argc, char** argv);
 int Start(int argc, char** argv);
 int Stop(int argc, char** argv);
 int Restart(int argc, char** argv);

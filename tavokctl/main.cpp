@@ -28,6 +28,8 @@ int Help(int argc, char** argv);
 constexpr CCommand kCommands[] = {
     {"check", "read a configuration as tavok would, and warn of what tavok accepts silently",
      Check},
+    {"prepare", "make the directories of a configuration for the user that tavok will have",
+     Prepare},
     {"start", "start tavok in the background, and return when it is up", Start, true},
     {"stop", "stop the running tavok, and return when it has ended", Stop, true},
     {"restart", "stop the running tavok and start a new one at once", Restart, true},

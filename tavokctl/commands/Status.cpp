@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <ctime>
 
@@ -15,12 +16,13 @@
 namespace {
 
 constexpr const char* kUsage =
-    "Usage: tavokctl status [-c FILE] [--json | --prometheus] [-o FILE]\n"
+    "Usage: tavokctl status [-c FILE] [--json | --prometheus] [-l] [-o FILE]\n"
     "Shows the state of the running tavok and of its files, and what is wrong with it. Exits with\n"
     "status 0 if it runs and nothing is amiss, 1 if it does not run, 3 if text is being lost or "
     "is\n"
     "about to be, and 4 if that cannot be told, as to a user who may not see all.\n"
     "  -c, --config FILE  the configuration it was started with\n"
+    "  -l, --live         exit with status 3 only for what a restart mends, and not with 4\n"
     "  -j, --json         print one JSON object: sizes in bytes, times as seconds since the epoch\n"
     "  -p, --prometheus   print metrics in the text format of Prometheus\n"
     "  -o, --output FILE  write to this file, in one step, instead of standard output\n";
@@ -172,14 +174,24 @@ int StatusOf(EHealth health) {
   }
 }
 
+// For a probe whose failure restarts tavok.
+int LivenessOf(const CStatusReport& report) {
+  if (report.Health() == EHealth::kStopped) return kFailed;
+  const bool isMendable =
+      std::any_of(report.problems.begin(), report.problems.end(),
+                  [](const CProblem* problem) { return problem->endsByRestart; });
+  return isMendable ? kTextLost : kDone;
+}
+
 }  // namespace
 
 int Status(int argc, char** argv) {
   std::string config = kDefaultConfig, file;
-  bool isJson = false, isPrometheus = false;
+  bool isJson = false, isPrometheus = false, isLive = false;
   ReadOptions(argc, argv, kUsage,
               {ConfigOption(config), FlagOption('j', "json", isJson),
-               FlagOption('p', "prometheus", isPrometheus), TextOption('o', "output", file)});
+               FlagOption('p', "prometheus", isPrometheus), FlagOption('l', "live", isLive),
+               TextOption('o', "output", file)});
   if (isJson && isPrometheus) throw CWrongUse("--json and --prometheus exclude each other");
 
   const CStatusReport report = MakeStatusReport(config);
@@ -193,5 +205,5 @@ int Status(int argc, char** argv) {
     Complain(std::string("tavokctl status: ") + e.what());
     return kNotTold;
   }
-  return StatusOf(report.Health());
+  return isLive ? LivenessOf(report) : StatusOf(report.Health());
 }

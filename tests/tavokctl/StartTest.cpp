@@ -224,6 +224,22 @@ TEST(Start, InTheForegroundBecomesTavok) {
   sender.Send("the socket is the manager's");
 }
 
+TEST(Start, InTheForegroundSetsTheModeOfTheSocketAlone) {
+  const TempDir dir;
+  WriteFile(dir / "conf", "[LogServer]\nDirName=log\nPidFileName=pid\nPort=socket\n");
+  Process tavok(ShellWords("umask 077; exec " TAVOK_DIRECTORY "/tavokctl start -fm 626 -c conf"),
+                {.directory = dir.Path()});
+  const auto modeOf = [&dir](const char* name) {
+    struct stat status {};
+    return ::stat((dir / name).c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+  };
+  EXPECT_TRUE(Eventually([&] { return modeOf("socket") == 0626; }));
+  EXPECT_EQ(0600, modeOf("log/tmp.tavok"));
+  const std::string children = tavok.Proc() + "/task/" + tavok.Pid() + "/children";
+  EXPECT_TRUE(Eventually([&] { return ReadFile(children).empty(); })) << "a zombie";
+  EXPECT_EQ(0, tavok.Stop());
+}
+
 // As systemd runs it: the system log brings the messages to the journal a second time.
 TEST(Start, InTheForegroundTavokIsSilentWhereItsErrorsGoToTheJournal) {
   const TempDir dir;

@@ -96,7 +96,7 @@ TEST(Status, CountsWhatAUdpSocketHolds) {
   const std::string port = std::to_string(FreePort());
   const UpDaemon daemon("Port=" + port + "\nBindingAddress=127.0.0.1\nExternalRotation=1\n");
   const ordered_json idle = Json(daemon);
-  EXPECT_EQ("UDP 127.0.0.1 port " + port, idle["listens_on"]);
+  EXPECT_EQ(ordered_json("UDP 127.0.0.1 port " + port), idle["listens_on"]);
   EXPECT_EQ(0, idle["dropped_datagrams"]);
   daemon.Pause();
   const Sender sender(port);
@@ -136,8 +136,8 @@ TEST(Status, SaysWhatItCannotKnowAndWhatIsMissing) {
   const ordered_json json = Json(dir);  // replaces bytes that are not UTF-8
   EXPECT_EQ(false, json["running"]);
   EXPECT_EQ("stopped", json["health"]);
-  EXPECT_EQ("there is no pid file " + (dir / "pid"), json["reason"]);
-  EXPECT_EQ(dir / "no\"\t\\t\uFFFD\u00E9\uFFFD/tmp.tavok", json["current_file"]);
+  EXPECT_EQ(ordered_json("there is no pid file " + (dir / "pid")), json["reason"]);
+  EXPECT_EQ(ordered_json(dir / "no\"\t\\t\uFFFD\u00E9\uFFFD/tmp.tavok"), json["current_file"]);
   WriteFile(dir / "conf", "[Other]\n");
   const ordered_json none = Json(dir);
   EXPECT_EQ(ordered_json(), none["running"]);

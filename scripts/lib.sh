@@ -69,15 +69,27 @@ install_missing() {
     fail "Could not install: ${missing[*]}"
 }
 
+# download_packages ARCHITECTURE DIRECTORY PACKAGE...: with a state of apt's own, since this machine's may lack
+# that architecture, and stays as it is.
+download_packages() (
+  state=$PWD/build/apt-$1
+  mkdir -p "$state"/{lists,archives}/partial "$2"
+  exec {lock}>"$state.lock"
+  flock "$lock"
+  get=(apt-get -q -o APT::Sandbox::User=root -o APT::Architecture="$1" -o APT::Architectures="$1"
+    -o Dir::State="$state" -o Dir::State::status=/dev/null -o Dir::Cache="$state")
+  cd "$2"
+  "${get[@]}" update
+  "${get[@]}" download "${@:3}"
+)
+
+this_architecture() { dpkg --print-architecture; }
+
 # unpack_packages DIRECTORY PACKAGE...: without installing them, which would start their services.
 unpack_packages() {
-  local get=(apt-get -q -o APT::Sandbox::User=root) package
-  mkdir -p "$1"
-  (
-    cd "$1"
-    "${get[@]}" download "${@:2}" || { "${get[@]}" update && "${get[@]}" download "${@:2}"; } || exit
-    for package in "${@:2}"; do dpkg -x "${package}"_[0-9]*.deb . || exit; done
-  )
+  local package
+  download_packages "$(this_architecture)" "$@" || return
+  for package in "$1"/*.deb; do dpkg-deb -x "$package" "$1" || return; done
 }
 
 # Takes further packages as install_missing does.
@@ -99,6 +111,30 @@ configure_preset() { alone "$1" cmake --preset "$1" ${CI:+-DTAVOK_WERROR=ON} "${
 build_preset() {
   configure_preset "$1" "${@:3}"
   alone "$1" cmake --build --preset "$1" --target "$2"
+}
+
+# own_git ARGUMENT...: in this clone, whoever owns it: by sudo, that is another user.
+own_git() { git -c safe.directory="$PWD" "$@"; }
+
+# The version of the sources, on which the build and the changelog must agree.
+source_version() {
+  local version
+  version=$(sed -nE 's/^project\(tavok VERSION ([^ ]+) .*/\1/p' CMakeLists.txt)
+  [ "$(sed -nE '1s/^tavok \((.+)\) .*/\1/p' packaging/debian/changelog)" = "$version" ] ||
+    fail "CMakeLists.txt is of version $version; packaging/debian/changelog begins with another"
+  echo "$version"
+}
+
+# The time of the last commit; without git, that of the changelog's first entry.
+source_date() {
+  { [ -e .git ] && own_git log -1 --format=%ct 2>/dev/null; } ||
+    dpkg-parsechangelog -l packaging/debian/changelog -S Timestamp
+}
+
+# copy_sources DIRECTORY [OPTION OF tar...]: without what is built of them.
+copy_sources() {
+  mkdir -p "$1"
+  tar -c --exclude='./build*' --exclude=./bench-results --exclude=./var --exclude=./.git . | tar -x -C "$@"
 }
 
 # start NAME COMMAND...: in the background; its output is added to NAME.out and NAME.err in $directory.

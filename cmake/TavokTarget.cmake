@@ -6,7 +6,8 @@ function(tavok_target target)
     -Wold-style-cast
     $<$<BOOL:${TAVOK_WERROR}>:-Werror>
     -fstack-protector-strong
-    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection=full>)
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},x86_64>:-fcf-protection=full>
+    $<$<STREQUAL:${CMAKE_SYSTEM_PROCESSOR},aarch64>:-mbranch-protection=standard>)
   target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)
   if(TAVOK_SANITIZE)
     target_compile_options(${target} PRIVATE

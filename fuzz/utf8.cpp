@@ -8,7 +8,7 @@ void Try(const std::string& input) {
   qel::ToWide(input.data(), input.size(), wide), qel::FromWide(wide.data(), wide.size(), bytes);
   Require(bytes == input && std::ranges::all_of(wide, [](wchar_t c) { return c >> 8 == 0; }));
   qel::FromWide(any.data(), any.size(), bytes), qel::FromUtf8(input, wide);
-  const auto narrowed = [](wchar_t c) { return char(std::min(c, L'\xFF')); };
+  const auto narrowed = [](wchar_t c) { return char(std::min(std::int32_t(c), 0xFF)); };
   Require(std::ranges::equal(any, bytes, {}, narrowed) && wide.size() <= input.size());
   qel::ToUtf8(any, bytes), qel::FromUtf8(bytes, wide);
   for (wchar_t& c : any) c &= 0xFFFF;

@@ -1,17 +1,28 @@
 # shellcheck shell=bash
-# Sourced after lib.sh by what needs a machine that systemd has booted: a root in layers, so that what is
-# written to it is thrown away, and a container that boots from it.
+# Sourced after lib.sh by what needs a root in layers, so that what is written to it is thrown away, or a
+# machine that systemd has booted from one.
+. scripts/platforms.sh
 
 machine=tavok-machine-$$
-work='' root='' nspawn='' leader=''
+work='' root='' starter='' leader=''
+bare_environment=(env -i PATH=/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C)
 
-# make_base_root DIRECTORY: a minimal system with systemd, unless there is one from an earlier run.
+# sources_of_packages CODENAME: for apt, with the updates that a machine in service has.
+sources_of_packages() {
+  local signed='[signed-by=/usr/share/keyrings/debian-archive-keyring.gpg]'
+  echo "deb $signed http://deb.debian.org/debian $1 main"
+  echo "deb $signed http://deb.debian.org/debian $1-updates main"
+  echo "deb $signed http://deb.debian.org/debian-security $1-security main"
+}
+
+# make_base_root DIRECTORY CODENAME: a minimal Debian with systemd.
 make_base_root() {
   [ ! -d "$1" ] || return 0
-  mkdir -p "$(dirname "$1")"
-  rm -rf "$1.unfinished"
-  debootstrap --variant=minbase --include=systemd-sysv "$(. /etc/os-release && echo "$VERSION_CODENAME")" \
-    "$1.unfinished" >"$1.log" || skip "debootstrap failed, see $1.log"
+  rm -rf --one-file-system "$1.unfinished"
+  debootstrap --variant=minbase --include=systemd-sysv "$2" "$1.unfinished" >"$1.log" ||
+    skip "debootstrap failed, see $1.log"
+  sources_of_packages "$2" >"$1.unfinished/etc/apt/sources.list"
+  echo force-unsafe-io >"$1.unfinished/etc/dpkg/dpkg.cfg.d/thrown-away"
   mv "$1.unfinished" "$1"
 }
 
@@ -26,15 +37,15 @@ make_root() {
 
 # inside COMMAND...: in the machine, as its root.
 inside() {
-  nsenter --all --target "$leader" env -i PATH=/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C "$@"
+  nsenter --all --target "$leader" "${bare_environment[@]}" "$@"
 }
 
 # as USER:GROUP COMMAND...: in the machine, as that user and as a member of that group only.
 as() { inside setpriv --reuid="${1%:*}" --regid="${1#*:}" --clear-groups "${@:2}"; }
 
-# The machine's first process is the one child of systemd-nspawn, once it has got that far.
+# The first process is the one child of its starter, once that has got that far.
 has_leader() {
-  leader=$(xargs <"/proc/$nspawn/task/$nspawn/children")
+  leader=$(xargs <"/proc/$starter/task/$starter/children")
   [ -n "$leader" ]
 }
 
@@ -64,24 +75,25 @@ run_root() {
 # boot [OPTION...]: of systemd-nspawn.
 boot() {
   (run_root "$@" --console=read-only --boot) </dev/null >>"$work/console" 2>&1 &
-  nspawn=$!
+  starter=$!
   await 60 is_in_its_root
   await 60 is_up
 }
 
-is_off() { ! kill -0 "$nspawn" 2>/dev/null; }
+is_off() { ! kill -0 "$starter" 2>/dev/null; }
 
 power_off() {
   inside systemctl poweroff
   await 30 is_off
-  nspawn=''
+  starter=''
 }
 
 # The end of its first process is that of all others. systemd-nspawn leaves a few things behind.
 clean_up() {
-  if [ -n "$nspawn" ]; then
-    if has_leader; then kill -KILL "$leader"; fi
-    wait "$nspawn" 2>/dev/null || true
+  if [ -n "$starter" ]; then
+    has_leader || leader=$starter
+    kill -KILL "$leader" 2>/dev/null || true
+    wait "$starter" 2>/dev/null || true
   fi
   if [ -n "$root" ]; then
     rm -f "/run/systemd/nspawn/locks/$(stat -c 'inode-%d:%i' "$root")"
@@ -96,14 +108,23 @@ require_machine() {
   install_missing systemd-container:systemd-nspawn util-linux:nsenter
 }
 
-# prepare_machine BASE: with a minimal Debian, which is kept at BASE for the next time.
+# prepare_root RELEASE: a minimal Debian, whose base is kept in build for the next time.
+prepare_root() {
+  require_release "$1"
+  [ "$(id -u)" -eq 0 ] || skip "root may make a root of Debian, $(id -un) may not"
+  [ "$(. /etc/os-release && echo "$ID")" = debian ] || skip "debootstrap and the keys of the packages are Debian's"
+  install_missing debootstrap:debootstrap util-linux:nsenter
+  mkdir -p build
+  (flock 9 && make_base_root "$PWD/build/debian-$1" "${codenames[$1]}") 9>"build/debian-$1.lock"
+  work=$(mktemp -d -p "$PWD/build")
+  trap clean_up EXIT
+  make_root "$PWD/build/debian-$1"
+}
+
+# prepare_machine RELEASE
 prepare_machine() {
   require_machine
-  [ "$(. /etc/os-release && echo "$ID")" = debian ] || skip "the package is for Debian"
-  install_missing debootstrap:debootstrap iproute2:ip
-  make_base_root "$1"
-  work=$(mktemp -d -p "$(dirname "$1")")
-  trap clean_up EXIT
-  make_root "$1"
+  install_missing iproute2:ip
+  prepare_root "$1"
   (run_root true) >"$work/console" 2>&1 || skip "systemd-nspawn: $(cat "$work/console")"
 }

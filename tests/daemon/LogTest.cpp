@@ -69,11 +69,13 @@ class SystemLogger {
     if (const int connection = ::accept(m_fd, nullptr, nullptr); connection != -1) {
       ::close(std::exchange(m_connection, connection));
     }
-    std::string text(65536, '\0');
+    std::string all, text(65536, '\0');
     const int from = m_connection == -1 ? m_fd : m_connection;
-    text.resize(
-        std::size_t(std::max(ssize_t(0), ::recv(from, text.data(), text.size(), MSG_DONTWAIT))));
-    return text;
+    // Of other programs, too: what stayed queued would in the end block the C library's syslog.
+    for (ssize_t n; (n = ::recv(from, text.data(), text.size(), MSG_DONTWAIT)) > 0;) {
+      all.append(text, 0, std::size_t(n));
+    }
+    return all;
   }
 
  private:

@@ -1,5 +1,6 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <sys/ioctl.h>
 
 #include <numeric>
 #include <thread>
@@ -55,7 +56,7 @@ TEST(Socket, EveryFailureThrowsItsCode) {
       {EADDRINUSE, [&] { s.CreateUnix((dir / "taken").c_str(), SOCK_DGRAM); }},
       {ENOENT, [&] { s.ConnectUnix((dir / "missing").c_str()); }},
       {ENOPROTOOPT, [&] { s.SetSockOpt(9999, &s, 4, SOL_SOCKET); }},
-      {ENOTTY, [&] { s.IOCtl(0x7777, nullptr); }},
+      {ENOTTY, [&] { s.IOCtl(TIOCGWINSZ, nullptr); }},
       {EINVAL,
        [&] {
          s.m_hSocket = FD_SETSIZE;  // an fd_set has no room for it

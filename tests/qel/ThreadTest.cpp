@@ -42,7 +42,7 @@ unsigned SpinAndThrow(void*) {
   throw 1;
 }
 unsigned Block(void*) {
-  for (;;) ::syscall(SYS_pause);
+  for (;;) ::syscall(SYS_ppoll, nullptr, 0, nullptr, nullptr, 0);
 }
 
 bool Ends(const CRefCount<QELThread>& thread) {

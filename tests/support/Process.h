@@ -117,7 +117,8 @@ class Process {
   pid_t m_pid;
 };
 
-// The words that run a command line with the shell.
-inline std::vector<std::string> ShellWords(const std::string& line) {
-  return {"/bin/sh", "-c", line};
+// The words that run a command line with the shell, whose $0 is `zero`.
+inline std::vector<std::string> ShellWords(const std::string& line,
+                                           const std::string& zero = "sh") {
+  return {"/bin/sh", "-c", line, zero};
 }

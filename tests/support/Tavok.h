@@ -59,9 +59,8 @@ class Tavok : public Process {
                                 "pid\nPort=" + top + "socket\n" + setup.settings);
     const std::string prefix = setup.prefix + " " + TestPrefix();
     if (prefix == " " && setup.arguments.empty()) return {setup.program, "-c", "conf", "-s", id};
-    const std::filesystem::path program = setup.program;
-    return ShellWords("PATH=" + program.parent_path().string() + ":$PATH; exec " + prefix + " " +
-                      program.filename().string() + " -c conf -s " + id + " " + setup.arguments);
+    return ShellWords("exec " + prefix + " \"$0\" -c conf -s " + id + " " + setup.arguments,
+                      setup.program);
   }
 
   // Waits 20 ms at most.

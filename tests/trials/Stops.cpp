@@ -88,15 +88,18 @@ TEST(Stop, LosesNothingByUdpHoweverLongTheQueueTakes) {
     Daemon daemon(dir, "Port=23456\n", "", Shimmed("recv,-,1,0"));  // the first of the drain
     ASSERT_TRUE(daemon.IsUp());
     Flood flood("23456", {.senders = 3});
-    EXPECT_TRUE(flood.Goes(1000));
+    daemon.Pause();
+    EXPECT_TRUE(flood.Goes(1000));  // more than the queue holds
     daemon.Signal(SIGTERM);
+    daemon.Signal(SIGCONT);
     EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(dir / "paused"); }));
     Nap(1100);  // above the limit where others may go on filling the queue
     std::filesystem::remove(dir / "paused");
     EXPECT_EQ(0, daemon.Exit());
+    const std::vector<int>& counts = flood.Stop();
     NumberedReader reader(3);
     EXPECT_EQ("", reader.Read(Logged(dir)));
-    EXPECT_EQ(DroppedUdp(), reader.Missing(flood.Stop()));
+    EXPECT_EQ(DroppedUdp(), reader.Missing(counts));
   });
 }
 

@@ -85,6 +85,13 @@ download_packages() (
 
 this_architecture() { dpkg --print-architecture; }
 
+# For a check that fetches packages each time.
+require_mirror() {
+  rm -rf build/mirror # what is there would not be fetched
+  download_packages "$(this_architecture)" build/mirror base-files >/dev/null 2>&1 ||
+    skip "no package can be had from Debian's mirror"
+}
+
 # unpack_packages DIRECTORY PACKAGE...: without installing them, which would start their services.
 unpack_packages() {
   local package

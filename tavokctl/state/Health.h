@@ -11,7 +11,7 @@ struct CProblem {
   const char* id;
   const char* meaning;  // what it means, and what to do
   bool isFailure;       // text is being lost, or is about to be
-  bool endsByRestart;   // for whoever restarts tavok without thinking
+  bool endsByRestart;   // so that a probe may restart tavok for it
   // Of a tavok that runs; empty if that cannot be told.
   std::optional<bool> (*applies)(const CStatusReport&);
 };
